@@ -1,0 +1,49 @@
+# Entry points: make demo, make test, make bench, make sanitize.
+# Each installs the Debian packages it needs first (scripts/install-deps.sh).
+
+JOBS ?= $(shell nproc)
+CMAKE_FLAGS ?=
+
+.PHONY: all deps demo test bench sanitize sanitize-address sanitize-thread clean
+
+all: build/.configured
+	cmake --build build -j $(JOBS)
+
+deps:
+	@./scripts/install-deps.sh
+
+# The default build makes the shared library, so the demo and the symbol test
+# see exactly what a host links against.
+build/.configured: | deps
+	cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_SHARED_LIBS=ON $(CMAKE_FLAGS)
+	@touch $@
+
+demo: build/.configured
+	cmake --build build -j $(JOBS) --target rqbehavior-demo
+	./build/examples/demo/rqbehavior-demo
+
+test: build/.configured
+	cmake --build build -j $(JOBS)
+	ctest --test-dir build --output-on-failure -j $(JOBS)
+
+bench: deps
+	cmake -S . -B build-release -DCMAKE_BUILD_TYPE=Release -DRQBEHAVIOR_BUILD_TESTS=OFF $(CMAKE_FLAGS)
+	cmake --build build-release -j $(JOBS) --target rqbehavior-bench
+	./build-release/bench/rqbehavior-bench
+
+sanitize: sanitize-address sanitize-thread
+
+sanitize-address: deps
+	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DRQBEHAVIOR_SANITIZE=address $(CMAKE_FLAGS)
+	cmake --build build-asan -j $(JOBS)
+	ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	  ctest --test-dir build-asan --output-on-failure -j $(JOBS)
+
+sanitize-thread: deps
+	cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=Debug -DRQBEHAVIOR_SANITIZE=thread $(CMAKE_FLAGS)
+	cmake --build build-tsan -j $(JOBS)
+	TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" \
+	  ctest --test-dir build-tsan --output-on-failure -j $(JOBS)
+
+clean:
+	rm -rf build build-release build-asan build-tsan

@@ -1,0 +1,62 @@
+// A host program as a real application would use RQBehavior, with a loopback
+// HTTPS receiver standing in for the profiling service. Prints the request the
+// receiver got and exits 0 once the device profile has arrived.
+#include <RQBehavior/RQBehavior.h>
+
+#include <chrono>
+#include <cstdio>
+#include <string>
+
+#include "Constants/RQBBuildConfig.h"
+#include "LoopbackReceiver.h"
+#include "Platform/Platform.h"
+#include "Platform/linux/CurlUrlSession.h"
+
+namespace {
+
+constexpr auto kProfileWait = std::chrono::seconds(20);
+
+// Sends the library's uploads for the profiling host to `receiver`, trusting
+// its test CA, for the rest of the process. Certificate checks stay on.
+void RouteUploadsTo(const rqb::loopback::LoopbackReceiver& receiver,
+                    const rqb::loopback::TestCertificateAuthority& ca, const std::string& host) {
+  auto* sessions = new rqb::CurlUrlSessionFactory(
+      rqb::CurlUrlSessionFactory::LoopbackRoute(host, receiver.port(), ca.CertificatePem()));
+  rqb::Platform routed;
+  routed.url_sessions = sessions;
+  new rqb::ScopedPlatformOverride(routed);  // in force until the process ends
+}
+
+void Print(const rqb::loopback::ReceivedRequest& request) {
+  std::printf("%s %s %s\n", request.method.c_str(), request.path.c_str(),
+              request.version.c_str());
+  for (const auto& [name, value] : request.headers) {
+    std::printf("%s: %s\n", name.c_str(), value.c_str());
+  }
+  std::printf("\n%s\n", request.body.c_str());
+}
+
+}  // namespace
+
+int main() {
+  const std::string host = rqb::loopback::HostOfUrl(RQB_PROFILER_BASE_URL);
+  rqb::loopback::TestCertificateAuthority ca;
+  rqb::loopback::LoopbackReceiver receiver(ca, host);
+  RouteUploadsTo(receiver, ca, host);
+  std::printf("Profiling service %s stands in at 127.0.0.1:%d\n\n", host.c_str(),
+              receiver.port());
+
+  // What a host application does.
+  RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
+  const std::string session = behavior.generateSessionId();
+  behavior.collectDeviceInformation(session);
+
+  if (!receiver.WaitForRequests(1, kProfileWait)) {
+    std::fprintf(stderr, "demo: no device profile arrived within %lld seconds\n",
+                 static_cast<long long>(kProfileWait.count()));
+    return 1;
+  }
+  Print(receiver.Requests().front());
+  std::fflush(stdout);
+  return 0;
+}

@@ -1,0 +1,71 @@
+// RQBehavior: device profiling for fraud prevention.
+//
+// A host application names itself once, then asks for a device profile per
+// user session:
+//
+//   RQBehavior& rqb = RQBehavior::getInstance("shop-app-01");
+//   std::string session = rqb.generateSessionId();
+//   rqb.collectDeviceInformation(session);
+//
+// collectDeviceInformation() returns at once; the device attributes are read on
+// a low-priority background thread and uploaded as one JSON document with one
+// HTTPS POST. Nothing is reported back: failures of collection or upload are
+// logged to stderr and never reach the host.
+#pragma once
+
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "RQBehavior/RQBConstants.h"
+#include "RQBehavior/RQBException.h"
+#include "RQBehavior/RQBExport.h"
+
+// The one class a host application uses. A process-wide instance, created on
+// first use and never destroyed. Methods may be called from any thread; the
+// settings are meant to be changed from one thread at a time.
+//
+// Text arguments are UTF-8. Text that is not valid UTF-8 counts as absent
+// (std::nullopt).
+class RQB_EXPORT RQBehavior {
+ public:
+  // Returns the shared instance, creating it on the first call, and sets its
+  // application identifier to `app` (std::nullopt included) on every call.
+  static RQBehavior& getInstance(std::optional<std::string> app);
+
+  // Starts one collection run for `sessionId` in the background and returns.
+  // Throws RQBException named "NoSessionID" (reason
+  // UNDEFINED_SESSION_ID_ERR_MESSAGE) when `sessionId` is absent or shorter
+  // than 6 UTF-16 code units; no run is started then. The identifier is kept
+  // by sessionId() even when it is refused.
+  void collectDeviceInformation(std::optional<std::string> sessionId);
+
+  // A new random session identifier: an upper-case version-4 UUID text of 36
+  // characters. Neither stored nor used by the library.
+  std::string generateSessionId();
+
+  // Records the host's preferred request time-out, in seconds. Uploads keep
+  // their fixed 10-second time-outs whatever is set here.
+  void setRequestTimeout(std::optional<double> requestTimeout);
+
+  std::optional<std::string> app() const;
+  // Stores the identifier only; the next collectDeviceInformation() uses it.
+  void setApp(std::optional<std::string> app);
+  std::optional<double> requestTimeout() const;
+  // The last identifier given to collectDeviceInformation(), accepted or not.
+  std::optional<std::string> sessionId() const;
+  // Stores the identifier only: no validation, no collection.
+  void setSessionId(std::optional<std::string> sessionId);
+
+  RQBehavior(const RQBehavior&) = delete;
+  RQBehavior& operator=(const RQBehavior&) = delete;
+
+ private:
+  RQBehavior() = default;
+  ~RQBehavior() = default;
+
+  mutable std::mutex mutex_;
+  std::optional<std::string> app_;             // guarded by mutex_
+  std::optional<double> requestTimeout_;       // guarded by mutex_
+  std::optional<std::string> sessionId_;       // guarded by mutex_
+};

@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Installs the Debian packages RQBehavior builds and tests with, if any is
+# missing. As root it installs them; otherwise it prints the command to run.
+set -euo pipefail
+
+packages=(
+  cmake g++ make pkg-config
+  libcurl4-openssl-dev libssl-dev libicu-dev
+  libgtest-dev libgmock-dev libcpp-httplib-dev nlohmann-json3-dev
+  curl binutils
+)
+
+missing=()
+for package in "${packages[@]}"; do
+  status=$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)
+  [[ $status == "install ok installed" ]] || missing+=("$package")
+done
+[[ ${#missing[@]} -eq 0 ]] && exit 0
+
+if [[ $(id -u) -ne 0 ]]; then
+  echo "RQBehavior needs these Debian packages; install them with:" >&2
+  echo "  sudo apt-get install -y ${missing[*]}" >&2
+  exit 1
+fi
+echo "Installing ${missing[*]}" >&2
+export DEBIAN_FRONTEND=noninteractive
+apt-get update -qq
+apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -1,0 +1,36 @@
+#include "DataHelpers/RQBDataHelperRegistry.h"
+
+#include <array>
+#include <span>
+
+#include "DataHelpers/RQBDataHelper.h"
+
+namespace rqb {
+namespace {
+
+struct DataHelperClass {
+  std::string_view name;
+  std::unique_ptr<RQBDataHelper> (*create)();
+};
+
+template <typename Helper>
+std::unique_ptr<RQBDataHelper> Create() {
+  return std::make_unique<Helper>();
+}
+
+// One entry per collector class, under the class's own name. The table is
+// explicit because self-registering statics vanish when a static library is
+// linked.
+constexpr std::array<DataHelperClass, 0> kDataHelperClasses = {};
+
+}  // namespace
+
+std::unique_ptr<RQBDataHelper> RegistryClassLookup::CreateDataHelper(
+    std::string_view class_name) const {
+  for (const DataHelperClass& helper_class : std::span(kDataHelperClasses)) {
+    if (helper_class.name == class_name) return helper_class.create();
+  }
+  return nullptr;
+}
+
+}  // namespace rqb

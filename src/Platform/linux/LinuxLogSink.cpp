@@ -1,0 +1,45 @@
+#include "Platform/linux/LinuxLogSink.h"
+
+#include <errno.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+
+namespace rqb {
+
+std::string FormatLogLine(const std::tm& local_time, int milliseconds, std::string_view program,
+                          long pid, long tid, std::string_view message) {
+  char stamp[64];
+  std::snprintf(stamp, sizeof stamp, "%04d-%02d-%02d %02d:%02d:%02d.%03d ",
+                local_time.tm_year + 1900, local_time.tm_mon + 1, local_time.tm_mday,
+                local_time.tm_hour, local_time.tm_min, local_time.tm_sec, milliseconds);
+  std::string line = stamp;
+  line += program;
+  line += '[' + std::to_string(pid) + ':' + std::to_string(tid) + "] ";
+  line += message;
+  if (line.back() != '\n') line += '\n';
+  return line;
+}
+
+void LinuxLogSink::Write(std::string_view message) {
+  const auto now = std::chrono::system_clock::now();
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
+  const auto millis = std::chrono::duration_cast<std::chrono::milliseconds>(
+                          now.time_since_epoch()).count() % 1000;
+  std::tm local{};
+  localtime_r(&seconds, &local);
+  const std::string line =
+      FormatLogLine(local, static_cast<int>(millis < 0 ? millis + 1000 : millis),
+                    program_invocation_short_name, static_cast<long>(getpid()),
+                    static_cast<long>(syscall(SYS_gettid)), message);
+  for (std::size_t written = 0; written < line.size();) {
+    const ssize_t n = ::write(STDERR_FILENO, line.data() + written, line.size() - written);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return;  // nowhere to log to; never fail the caller
+    written += static_cast<std::size_t>(n);
+  }
+}
+
+}  // namespace rqb

@@ -1,0 +1,60 @@
+#include "RQBehavior/RQBehavior.h"
+
+#include <utility>
+
+#include "Managers/RQBIdentityManager.h"
+#include "Utils/Text/Utf8.h"
+
+RQBehavior& RQBehavior::getInstance(std::optional<std::string> app) {
+  static RQBehavior* const instance = new RQBehavior();
+  instance->setApp(std::move(app));
+  return *instance;
+}
+
+void RQBehavior::collectDeviceInformation(std::optional<std::string> sessionId) {
+  RQBIdentifyManager& manager = RQBIdentifyManager::getInstance();
+  manager.setApp(app());
+  // Kept before validation: the facade remembers even a refused identifier.
+  setSessionId(sessionId);
+  manager.setSessionId(std::move(sessionId));
+  manager.collectDeviceInformation();
+}
+
+std::string RQBehavior::generateSessionId() {
+  return RQBIdentifyManager::getInstance().generateSessionId();
+}
+
+void RQBehavior::setRequestTimeout(std::optional<double> requestTimeout) {
+  {
+    std::lock_guard lock(mutex_);
+    requestTimeout_ = requestTimeout;
+  }
+  RQBIdentifyManager::getInstance().setRequestTimeout(requestTimeout);
+}
+
+std::optional<std::string> RQBehavior::app() const {
+  std::lock_guard lock(mutex_);
+  return app_;
+}
+
+void RQBehavior::setApp(std::optional<std::string> app) {
+  app = rqb::TextOrNil(std::move(app));
+  std::lock_guard lock(mutex_);
+  app_ = std::move(app);
+}
+
+std::optional<double> RQBehavior::requestTimeout() const {
+  std::lock_guard lock(mutex_);
+  return requestTimeout_;
+}
+
+std::optional<std::string> RQBehavior::sessionId() const {
+  std::lock_guard lock(mutex_);
+  return sessionId_;
+}
+
+void RQBehavior::setSessionId(std::optional<std::string> sessionId) {
+  sessionId = rqb::TextOrNil(std::move(sessionId));
+  std::lock_guard lock(mutex_);
+  sessionId_ = std::move(sessionId);
+}

@@ -1,0 +1,141 @@
+#include "Services/RQBHttpService.h"
+
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <utility>
+
+#include "Constants/RQBBuildConfig.h"
+#include "Platform/LogSink.h"
+#include "Platform/Platform.h"
+#include "RQBehavior/RQBConstants.h"
+#include "Utils/Json/PrettyJsonWriter.h"
+#include "Utils/Text/Utf8.h"
+
+namespace {
+
+constexpr char kProfilerBaseUrl[] = RQB_PROFILER_BASE_URL;
+constexpr char kVariablesEndPoint[] = "variables";
+
+// The platform number's integerValue: the double cut toward zero, saturated.
+long IntegerValue(double value) {
+  if (std::isnan(value)) return 0;
+  if (value >= static_cast<double>(std::numeric_limits<long>::max())) {
+    return std::numeric_limits<long>::max();
+  }
+  if (value <= static_cast<double>(std::numeric_limits<long>::min())) {
+    return std::numeric_limits<long>::min();
+  }
+  return static_cast<long>(value);
+}
+
+void HandleCompletion(const std::string& endPoint, const std::optional<rqb::UrlResponse>& response,
+                      const std::optional<rqb::UrlError>& error) {
+  if (error) {
+    rqb::LogMessage(endPoint + " POST ERROR: " + error->localized_description);
+    return;
+  }
+  if (response && response->is_http && response->status_code != 200) {
+    // A non-200 answer is deliberately silent: the message is formed as an
+    // error description and then dropped, never logged nor reported.
+    char message[64];
+    std::snprintf(message, sizeof message, API_ERROR, response->status_code);
+    rqb::JsonObject user_info;
+    user_info.Set("NSLocalizedDescription", std::string(message));
+  }
+}
+
+}  // namespace
+
+RQBHttpService& RQBHttpService::getInstance() {
+  static RQBHttpService* const instance = new RQBHttpService();
+  return *instance;
+}
+
+void RQBHttpService::sendDeviceFullInfo(const std::optional<rqb::JsonObject>& envelope) {
+  postData(envelope, kProfilerBaseUrl, kVariablesEndPoint);
+}
+
+void RQBHttpService::postData(const std::optional<rqb::JsonObject>& data, const char* url,
+                              const std::string& endPoint) {
+  const std::string url_text = std::string(url) + endPoint;
+  std::optional<rqb::UrlRequest> request = preparePost(data);
+  if (!request) return;
+  request->url = url_text;
+  std::shared_ptr<rqb::UrlSession> session =
+      rqb::CurrentPlatform().url_sessions->CreateSession(getSessionConfiguration());
+  session->StartDataTask(
+      std::move(*request),
+      [endPoint](std::optional<std::string>, std::optional<rqb::UrlResponse> response,
+                 std::optional<rqb::UrlError> error) {
+        HandleCompletion(endPoint, response, error);
+      });
+}
+
+std::optional<rqb::UrlRequest> RQBHttpService::preparePost(
+    const std::optional<rqb::JsonObject>& data) {
+  const rqb::JsonObject body_object =
+      data && !data->empty() ? *data : rqb::JsonObject();
+  std::optional<std::string> body = rqb::WritePrettyJson(body_object);
+  if (!body) return std::nullopt;
+
+  rqb::UrlRequest request;
+  request.http_should_handle_cookies = false;
+  request.cache_policy = rqb::UrlRequestCachePolicy::kReloadIgnoringLocalCacheData;
+  request.http_method = "POST";
+  request.http_body = std::move(*body);
+  request.SetValueForHttpHeaderField("application/json", "Accept");
+  request.SetValueForHttpHeaderField("application/json; charset=UTF-8", "Content-Type");
+  request.SetValueForHttpHeaderField(std::to_string(request.http_body.size()), "Content-Length");
+  return request;
+}
+
+rqb::UrlSessionConfiguration RQBHttpService::getSessionConfiguration() {
+  rqb::UrlSessionConfiguration configuration = rqb::UrlSessionConfiguration::Ephemeral();
+  const double seconds = static_cast<double>(IntegerValue(timeout().value_or(0)));
+  configuration.timeout_interval_for_resource = seconds;
+  configuration.timeout_interval_for_request = seconds;
+  return configuration;
+}
+
+std::optional<double> RQBHttpService::timeout() const {
+  std::lock_guard lock(mutex_);
+  return timeout_;
+}
+
+void RQBHttpService::setTimeout(std::optional<double> timeout) {
+  std::lock_guard lock(mutex_);
+  timeout_ = timeout;
+}
+
+std::optional<std::string> RQBHttpService::app() const {
+  std::lock_guard lock(mutex_);
+  return app_;
+}
+
+void RQBHttpService::setApp(std::optional<std::string> app) {
+  app = rqb::TextOrNil(std::move(app));
+  std::lock_guard lock(mutex_);
+  app_ = std::move(app);
+}
+
+std::optional<std::string> RQBHttpService::sessionId() const {
+  std::lock_guard lock(mutex_);
+  return sessionId_;
+}
+
+void RQBHttpService::setSessionId(std::optional<std::string> sessionId) {
+  sessionId = rqb::TextOrNil(std::move(sessionId));
+  std::lock_guard lock(mutex_);
+  sessionId_ = std::move(sessionId);
+}
+
+std::optional<double> RQBHttpService::requestTimeout() const {
+  std::lock_guard lock(mutex_);
+  return requestTimeout_;
+}
+
+void RQBHttpService::setRequestTimeout(std::optional<double> requestTimeout) {
+  std::lock_guard lock(mutex_);
+  requestTimeout_ = requestTimeout;
+}

@@ -1,0 +1,152 @@
+// The collection run: registry walk, envelope, exception handler, concurrency.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "FakePlatform.h"
+#include "Managers/RQBIdentityManager.h"
+#include "Platform/ThreadPool.h"
+#include "RQBehavior/RQBehavior.h"
+#include "Constants/RQBBuildConfig.h"
+#include "Utils/Json/PrettyJsonWriter.h"
+
+namespace rqb {
+namespace {
+
+using namespace std::chrono_literals;
+
+using test::PlatformTest;
+using test::StubDataHelper;
+
+class CollectionRun : public PlatformTest {
+ protected:
+  void RegisterStub(const std::string& name, std::optional<std::string> key,
+                    std::optional<std::string> value, std::function<void()> on_value = nullptr) {
+    classes_.Register(name, [=] { return std::make_unique<StubDataHelper>(key, value, on_value); });
+  }
+
+  // The bodies of the uploads started so far.
+  std::vector<std::string> PostedBodies() const {
+    std::vector<std::string> bodies;
+    for (const auto& task : sessions_.Tasks()) bodies.push_back(task.request.http_body);
+    return bodies;
+  }
+};
+
+TEST_F(CollectionRun, WithNoCollectorClassPostsAnEmptyVariablesObject) {
+  RQBehavior::getInstance("shop-app-01").collectDeviceInformation("9B2C61D4-0E7A-4F3B-8C55-1A2D3E4F5A6B");
+  EXPECT_TRUE(sessions_.Tasks().empty()) << "the run must not start on the caller's thread";
+  background_.RunAll();
+  EXPECT_EQ(PostedBodies(), std::vector<std::string>{
+                                "{\n"
+                                "  \"Variables\" : {\n"
+                                "\n"
+                                "  },\n"
+                                "  \"SessionID\" : \"9B2C61D4-0E7A-4F3B-8C55-1A2D3E4F5A6B\",\n"
+                                "  \"App\" : \"shop-app-01\"\n"
+                                "}"});
+  EXPECT_EQ(sessions_.Tasks()[0].request.url, std::string(RQB_PROFILER_BASE_URL) + "variables");
+  EXPECT_TRUE(log_.Lines().empty());
+}
+
+TEST_F(CollectionRun, StoresNilValuesAsEmptySkipsNilKeysAndLetsLaterKeysWin) {
+  bool nil_key_value_asked = false;
+  RegisterStub("RQBPlatformDataHelper", "Platform", std::nullopt);
+  RegisterStub("RQBSDKVersionDataHelper", std::nullopt, "x", [&] { nil_key_value_asked = true; });
+  RegisterStub("RQBSystemVersionDataHelper", "SystemVersion", "14.3");
+  RegisterStub("RQBOSVersionDataHelper", "SystemVersion", "14.4");
+  RegisterStub("RQBJailBreakingDataHelper", "JailBroken", "true");  // not a registry name
+
+  const JsonObject variables = RQBIdentifyManager::getInstance().getDeviceData();
+  EXPECT_EQ(WritePrettyJson(variables),
+            "{\n  \"Platform\" : \"\",\n  \"SystemVersion\" : \"14.4\"\n}");
+  EXPECT_TRUE(nil_key_value_asked);
+}
+
+TEST_F(CollectionRun, NilAppEndsTheRunWithOneLogLineAfterEveryCollectorRan) {
+  std::atomic<int> collectors_asked = 0;
+  RegisterStub("RQBPlatformDataHelper", "Platform", "iOS", [&] { ++collectors_asked; });
+  RegisterStub("RQBWifiDataHelper", "ConnectedViaWifi", "true", [&] { ++collectors_asked; });
+
+  RQBehavior::getInstance(std::nullopt).collectDeviceInformation("session-1");
+  background_.RunAll();
+  EXPECT_EQ(log_.Lines(),
+            std::vector<std::string>{"captureDeviceIdentifier Exception: *** -[__NSDictionaryM "
+                                     "setObject:forKey:]: object cannot be nil (key: App)"});
+  EXPECT_EQ(collectors_asked, 2);
+  EXPECT_TRUE(sessions_.Tasks().empty());
+}
+
+TEST_F(CollectionRun, ACollectorThatThrowsEndsTheRunWithOneLogLine) {
+  RegisterStub("RQBPlatformDataHelper", "Platform", "iOS",
+               [] { throw RQBException("NSRangeException", "index 3 beyond bounds"); });
+  RQBehavior::getInstance("shop-app-01").collectDeviceInformation("session-1");
+  background_.RunAll();
+
+  RegisterStub("RQBPlatformDataHelper", "Platform", "iOS",
+               [] { throw std::runtime_error("out of descriptors"); });
+  RQBehavior::getInstance("shop-app-01").collectDeviceInformation("session-2");
+  background_.RunAll();
+
+  EXPECT_EQ(log_.Lines(), (std::vector<std::string>{
+                              "captureDeviceIdentifier Exception: index 3 beyond bounds",
+                              "captureDeviceIdentifier Exception: out of descriptors"}));
+  EXPECT_TRUE(sessions_.Tasks().empty());
+}
+
+// Opens once, for every waiter, and counts who is waiting.
+class Gate {
+ public:
+  void Wait() {
+    std::unique_lock lock(mutex_);
+    ++waiting_;
+    changed_.notify_all();
+    changed_.wait(lock, [&] { return open_; });
+  }
+  bool WaitForWaiters(int count) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, 10s, [&] { return waiting_ >= count; });
+  }
+  void Open() {
+    std::lock_guard lock(mutex_);
+    open_ = true;
+    changed_.notify_all();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  int waiting_ = 0;
+  bool open_ = false;
+};
+
+TEST_F(CollectionRun, RunsOverlapAndReadTheSettingsWhenTheyBuildTheEnvelope) {
+  ThreadPool pool(4, nullptr);
+  Platform real_queue;
+  real_queue.background_queue = &pool;
+  ScopedPlatformOverride use_pool(real_queue);
+  Gate gate;
+  RegisterStub("RQBPlatformDataHelper", "Platform", "iOS", [&] { gate.Wait(); });
+
+  RQBehavior::getInstance("shop-app-01").collectDeviceInformation("first-session");
+  ASSERT_TRUE(gate.WaitForWaiters(1));
+  // The host moves on while the first run is still collecting.
+  RQBehavior::getInstance("shop-app-02").collectDeviceInformation("second-session");
+  ASSERT_TRUE(gate.WaitForWaiters(2)) << "the second run waited for the first";
+  gate.Open();
+
+  ASSERT_TRUE(sessions_.WaitForTasks(2));
+  for (const std::string& body : PostedBodies()) {
+    const nlohmann::json profile = nlohmann::json::parse(body);
+    EXPECT_EQ(profile["SessionID"], "second-session");
+    EXPECT_EQ(profile["App"], "shop-app-02");
+    EXPECT_EQ(profile["Variables"], nlohmann::json({{"Platform", "iOS"}}));
+  }
+}
+
+}  // namespace
+}  // namespace rqb

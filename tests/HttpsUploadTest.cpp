@@ -1,0 +1,168 @@
+// Real HTTPS uploads through libcurl to a loopback receiver, with the
+// certificate and host name verified.
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+
+#include "Constants/RQBBuildConfig.h"
+#include "FakePlatform.h"
+#include "LoopbackReceiver.h"
+#include "Platform/ThreadPool.h"
+#include "Platform/linux/CurlUrlSession.h"
+#include "RQBehavior/RQBehavior.h"
+#include "Services/RQBHttpService.h"
+
+namespace rqb {
+namespace {
+
+using namespace std::chrono_literals;
+
+using loopback::LoopbackReceiver;
+using loopback::TestCertificateAuthority;
+using test::ObservedUrlSessions;
+using test::PlatformTest;
+
+const std::string kHost = loopback::HostOfUrl(RQB_PROFILER_BASE_URL);
+
+// A port on 127.0.0.1 where nothing listens.
+int ClosedPort() {
+  const int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
+  socklen_t length = sizeof address;
+  getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
+  close(fd);
+  return ntohs(address.sin_port);
+}
+
+class HttpsUpload : public PlatformTest {
+ protected:
+  // Uploads go to `port` and trust `trusted`'s certificates.
+  void Route(int port, const TestCertificateAuthority& trusted) {
+    curl_.emplace(CurlUrlSessionFactory::LoopbackRoute(kHost, port, trusted.CertificatePem()));
+    observed_.emplace(*curl_);
+    Platform routed;
+    routed.url_sessions = &*observed_;
+    route_.emplace(routed);
+  }
+
+  void Upload(const JsonObject& envelope) {
+    RQBHttpService::getInstance().setTimeout(10);
+    RQBHttpService::getInstance().sendDeviceFullInfo(envelope);
+  }
+
+  TestCertificateAuthority ca_;
+  LoopbackReceiver receiver_{ca_, kHost};
+  std::optional<CurlUrlSessionFactory> curl_;
+  std::optional<ObservedUrlSessions> observed_;
+  std::optional<ScopedPlatformOverride> route_;
+};
+
+JsonObject Envelope(JsonObject variables) {
+  JsonObject envelope;
+  envelope.Set("Variables", std::move(variables));
+  envelope.Set("SessionID", std::string("9B2C61D4-0E7A-4F3B-8C55-1A2D3E4F5A6B"));
+  envelope.Set("App", std::string("shop-app-01"));
+  return envelope;
+}
+
+TEST_F(HttpsUpload, PostsTheBodyByteForByteWithItsHeaders) {
+  Route(receiver_.port(), ca_);
+  JsonObject typical;
+  typical.Set("Platform", std::string("iOS"));
+  typical.Set("Battery", std::string("{ \"s\": \"c\", \"l\": 50.000000 }"));
+  JsonObject awkward;
+  awkward.Set("DeviceName", std::string("Jo\xC3\xA3o's \"box\" C:\\dev /tmp\t\x01 \xF0\x9F\x98\x80"));
+  const std::pair<JsonObject, std::string> cases[] = {
+      {Envelope(JsonObject()),
+       "{\n  \"Variables\" : {\n\n  },\n"
+       "  \"SessionID\" : \"9B2C61D4-0E7A-4F3B-8C55-1A2D3E4F5A6B\",\n  \"App\" : \"shop-app-01\"\n}"},
+      {Envelope(typical),
+       "{\n  \"Variables\" : {\n    \"Platform\" : \"iOS\",\n"
+       "    \"Battery\" : \"{ \\\"s\\\": \\\"c\\\", \\\"l\\\": 50.000000 }\"\n  },\n"
+       "  \"SessionID\" : \"9B2C61D4-0E7A-4F3B-8C55-1A2D3E4F5A6B\",\n  \"App\" : \"shop-app-01\"\n}"},
+      {Envelope(awkward),
+       "{\n  \"Variables\" : {\n"
+       "    \"DeviceName\" : \"Jo\xC3\xA3o's \\\"box\\\" C:\\\\dev \\/tmp\\t\\u0001 \xF0\x9F\x98\x80\"\n"
+       "  },\n"
+       "  \"SessionID\" : \"9B2C61D4-0E7A-4F3B-8C55-1A2D3E4F5A6B\",\n  \"App\" : \"shop-app-01\"\n}"},
+  };
+  for (const auto& [envelope, expected_body] : cases) Upload(envelope);
+  ASSERT_TRUE(observed_->WaitForCompletions(3));
+
+  std::vector<std::string> bodies;
+  for (const auto& request : receiver_.Requests()) {
+    EXPECT_EQ(request.method, "POST");
+    EXPECT_EQ(request.path, "/api/profiler/variables");
+    EXPECT_EQ(request.Header("Accept"), "application/json");
+    EXPECT_EQ(request.Header("Content-Type"), "application/json; charset=UTF-8");
+    EXPECT_EQ(request.Header("Content-Length"), std::to_string(request.body.size()));
+    EXPECT_EQ(request.Header("Host"), kHost);
+    EXPECT_EQ(request.Header("Cookie"), "");
+    bodies.push_back(request.body);
+  }
+  // Uploads run concurrently, so they may arrive in any order.
+  std::vector<std::string> expected;
+  for (const auto& [envelope, expected_body] : cases) expected.push_back(expected_body);
+  std::sort(bodies.begin(), bodies.end());
+  std::sort(expected.begin(), expected.end());
+  EXPECT_EQ(bodies, expected);
+  EXPECT_TRUE(log_.Lines().empty()) << log_.Lines()[0];
+}
+
+TEST_F(HttpsUpload, StatusesOtherThan200AreSilent) {
+  Route(receiver_.port(), ca_);
+  std::size_t sent = 0;
+  for (const int status : {201, 204, 500}) {
+    receiver_.SetStatus(status);
+    Upload(Envelope(JsonObject()));
+    ASSERT_TRUE(receiver_.WaitForRequests(++sent, 10s));
+  }
+  ASSERT_TRUE(observed_->WaitForCompletions(3));
+  EXPECT_EQ(receiver_.RequestCount(), 3u);
+  EXPECT_TRUE(log_.Lines().empty());
+}
+
+TEST_F(HttpsUpload, ARefusedConnectionLogsOneErrorLine) {
+  Route(ClosedPort(), ca_);
+  Upload(Envelope(JsonObject()));
+  ASSERT_TRUE(observed_->WaitForCompletions(1));
+  ASSERT_EQ(log_.Lines().size(), 1u);
+  EXPECT_TRUE(log_.Lines()[0].starts_with("variables POST ERROR: ")) << log_.Lines()[0];
+}
+
+TEST_F(HttpsUpload, AnUntrustedCertificateLogsOneErrorLineAndSendsNothing) {
+  const TestCertificateAuthority stranger("Some Other CA");
+  Route(receiver_.port(), stranger);
+  Upload(Envelope(JsonObject()));
+  ASSERT_TRUE(observed_->WaitForCompletions(1));
+  ASSERT_EQ(log_.Lines().size(), 1u);
+  EXPECT_TRUE(log_.Lines()[0].starts_with("variables POST ERROR: ")) << log_.Lines()[0];
+  EXPECT_EQ(receiver_.RequestCount(), 0u);
+}
+
+TEST_F(HttpsUpload, AHostCallReachesTheServiceThroughTheBackgroundQueue) {
+  ThreadPool pool(4, nullptr);
+  Route(receiver_.port(), ca_);
+  Platform real_queue;
+  real_queue.background_queue = &pool;
+  ScopedPlatformOverride use_pool(real_queue);
+
+  RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
+  const std::string session = behavior.generateSessionId();
+  behavior.collectDeviceInformation(session);
+  ASSERT_TRUE(observed_->WaitForCompletions(1));
+  ASSERT_EQ(receiver_.RequestCount(), 1u);
+  const nlohmann::json profile = nlohmann::json::parse(receiver_.Requests()[0].body);
+  EXPECT_EQ(profile, nlohmann::json({{"Variables", nlohmann::json::object()},
+                                     {"SessionID", session},
+                                     {"App", "shop-app-01"}}));
+}
+
+}  // namespace
+}  // namespace rqb

@@ -1,0 +1,113 @@
+// The facade and the identify manager: identifiers, validation, time-outs.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "FakePlatform.h"
+#include "Managers/RQBIdentityManager.h"
+#include "RQBehavior/RQBehavior.h"
+#include "Services/RQBHttpService.h"
+
+namespace rqb {
+namespace {
+
+using test::PlatformTest;
+
+constexpr char kNoSessionIdReason[] =
+    "Undefined SessionId. SessionId must not be null and must be a min length of 6 characters.";
+
+class SessionControl : public PlatformTest {};
+
+TEST_F(SessionControl, GetInstanceReturnsOneInstanceAndReplacesAppEveryCall) {
+  RQBehavior& first = RQBehavior::getInstance("shop-app-01");
+  RQBehavior& second = RQBehavior::getInstance("shop-app-02");
+  EXPECT_EQ(&first, &second);
+  EXPECT_EQ(second.app(), "shop-app-02");
+  RQBehavior::getInstance(std::nullopt);
+  EXPECT_EQ(second.app(), std::nullopt);
+}
+
+TEST_F(SessionControl, RefusedSessionIdentifiersRaiseNoSessionIdAndScheduleNothing) {
+  RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
+  behavior.collectDeviceInformation("accepted-session");
+  background_.RunAll();
+
+  const std::optional<std::string> refused[] = {
+      std::nullopt, "", "12345",
+      "\xF0\x9F\x98\x80\xF0\x9F\x98\x81" "a",  // two characters outside the BMP and one inside: 5 units
+      "abcdef\xFF",                         // not UTF-8, so not text at all
+  };
+  for (const std::optional<std::string>& sessionId : refused) {
+    SCOPED_TRACE(testing::PrintToString(sessionId));
+    try {
+      behavior.collectDeviceInformation(sessionId);
+      ADD_FAILURE() << "accepted";
+    } catch (const RQBException& exception) {
+      EXPECT_EQ(exception.name(), "NoSessionID");
+      EXPECT_EQ(exception.reason(), kNoSessionIdReason);
+    }
+    // The facade keeps what it was given (text only); the manager and the
+    // upload service keep the last accepted identifier.
+    const bool is_text = !sessionId || sessionId->find('\xFF') == std::string::npos;
+    EXPECT_EQ(behavior.sessionId(), is_text ? sessionId : std::nullopt);
+    EXPECT_EQ(RQBIdentifyManager::getInstance().sessionId(), "accepted-session");
+    EXPECT_EQ(RQBHttpService::getInstance().sessionId(), "accepted-session");
+    EXPECT_EQ(background_.Pending(), 0u);
+  }
+}
+
+TEST_F(SessionControl, SixUtf16CodeUnitsAreEnough) {
+  RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
+  for (const std::string sessionId : {"abcdef", "\xF0\x9F\x98\x80\xF0\x9F\x98\x81\xF0\x9F\x98\x82"}) {
+    behavior.collectDeviceInformation(sessionId);
+    EXPECT_EQ(RQBIdentifyManager::getInstance().sessionId(), sessionId);
+    EXPECT_EQ(RQBHttpService::getInstance().sessionId(), sessionId);
+  }
+  EXPECT_EQ(background_.Pending(), 2u);  // one run each, none started yet
+}
+
+TEST_F(SessionControl, GeneratedSessionIdsAreDistinctUpperCaseVersion4Uuids) {
+  RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
+  std::set<std::string> seen;
+  for (int i = 0; i < 100; ++i) {
+    const std::string id = behavior.generateSessionId();
+    ASSERT_EQ(id.size(), 36u) << id;
+    for (std::size_t position = 1; position <= 36; ++position) {
+      const char c = id[position - 1];
+      if (position == 9 || position == 14 || position == 19 || position == 24) {
+        EXPECT_EQ(c, '-') << id;
+      } else {
+        EXPECT_TRUE((c >= '0' && c <= '9') || (c >= 'A' && c <= 'F')) << id;
+      }
+    }
+    EXPECT_EQ(id[14], '4') << id;
+    EXPECT_NE(std::string("89AB").find(id[19]), std::string::npos) << id;
+    seen.insert(id);
+  }
+  EXPECT_EQ(seen.size(), 100u);
+}
+
+TEST_F(SessionControl, HostRequestTimeoutIsKeptButUploadsUseTenSeconds) {
+  RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
+  RQBIdentifyManager& manager = RQBIdentifyManager::getInstance();
+  EXPECT_EQ(manager.requestTimeout(), 10);
+  behavior.setRequestTimeout(30);
+  EXPECT_EQ(behavior.requestTimeout(), 30);
+  EXPECT_EQ(manager.requestTimeout(), 10);
+  EXPECT_EQ(RQBHttpService::getInstance().requestTimeout(), 30);
+
+  behavior.collectDeviceInformation("session-1");
+  background_.RunAll();
+  ASSERT_EQ(sessions_.Tasks().size(), 1u);
+  const UrlSessionConfiguration configuration = sessions_.Tasks()[0].configuration;
+  EXPECT_EQ(configuration.timeout_interval_for_request, 10);
+  EXPECT_EQ(configuration.timeout_interval_for_resource, 10);
+}
+
+TEST_F(SessionControl, CollectingWithoutAppStillSchedulesARun) {
+  RQBehavior::getInstance(std::nullopt).collectDeviceInformation("session-1");
+  EXPECT_EQ(background_.Pending(), 1u);
+}
+
+}  // namespace
+}  // namespace rqb

@@ -1,0 +1,141 @@
+// Fakes of the platform providers, and a fixture that puts them in force.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "DataHelpers/RQBDataHelper.h"
+#include "Platform/ClassLookup.h"
+#include "Platform/LogSink.h"
+#include "Platform/Platform.h"
+#include "Platform/TaskExecutor.h"
+#include "Platform/UrlSession.h"
+
+namespace rqb::test {
+
+using namespace std::chrono_literals;
+
+// Keeps every message instead of writing it.
+class RecordingLog final : public LogSink {
+ public:
+  void Write(std::string_view message) override;
+  std::vector<std::string> Lines() const;
+  bool WaitForLines(std::size_t count, std::chrono::milliseconds timeout = 10s) const;
+
+ private:
+  mutable std::mutex mutex_;
+  mutable std::condition_variable written_;
+  std::vector<std::string> lines_;
+};
+
+// Holds submitted tasks until the test runs them on its own thread.
+class ManualExecutor final : public TaskExecutor {
+ public:
+  void Submit(std::function<void()> task) override;
+  std::size_t Pending() const;
+  // Runs the queued tasks, and those they queue, in order; returns how many.
+  std::size_t RunAll();
+
+ private:
+  mutable std::mutex mutex_;
+  std::deque<std::function<void()>> tasks_;
+};
+
+// Records every data task instead of running it; a test completes them.
+class RecordingUrlSessions final : public UrlSessionFactory {
+ public:
+  struct Task {
+    UrlSessionConfiguration configuration;
+    UrlRequest request;
+    DataTaskCompletionHandler completion;
+  };
+
+  std::shared_ptr<UrlSession> CreateSession(const UrlSessionConfiguration& configuration) override;
+  std::vector<Task> Tasks() const;
+  bool WaitForTasks(std::size_t count, std::chrono::milliseconds timeout = 10s) const;
+
+ private:
+  friend class RecordingSession;
+  void Record(Task task);
+
+  mutable std::mutex mutex_;
+  mutable std::condition_variable recorded_;
+  std::vector<Task> tasks_;
+};
+
+// Runs tasks through another factory and counts the completions that have
+// run, so that a test knows when an upload's outcome is final.
+class ObservedUrlSessions final : public UrlSessionFactory {
+ public:
+  explicit ObservedUrlSessions(UrlSessionFactory& inner) : inner_(inner) {}
+  std::shared_ptr<UrlSession> CreateSession(const UrlSessionConfiguration& configuration) override;
+  bool WaitForCompletions(std::size_t count, std::chrono::milliseconds timeout = 20s) const;
+
+ private:
+  friend class ObservedSession;
+  void Completed();
+
+  UrlSessionFactory& inner_;
+  mutable std::mutex mutex_;
+  mutable std::condition_variable completed_;
+  std::size_t completions_ = 0;
+};
+
+// Collector classes registered by the test, by name; other names have none.
+class FakeClassLookup final : public ClassLookup {
+ public:
+  using Factory = std::function<std::unique_ptr<RQBDataHelper>()>;
+  void Register(std::string name, Factory factory);
+  std::unique_ptr<RQBDataHelper> CreateDataHelper(std::string_view class_name) const override;
+
+ private:
+  mutable std::mutex mutex_;
+  std::map<std::string, Factory, std::less<>> factories_;
+};
+
+// A collector answering fixed texts; `on_value` runs when the value is asked.
+class StubDataHelper final : public RQBDataHelper {
+ public:
+  StubDataHelper(std::optional<std::string> key, std::optional<std::string> value,
+                 std::function<void()> on_value = nullptr)
+      : key_(std::move(key)), value_(std::move(value)), on_value_(std::move(on_value)) {}
+  std::optional<std::string> getKey() override { return key_; }
+  std::optional<std::string> getValue() override {
+    if (on_value_) on_value_();
+    return value_;
+  }
+
+ private:
+  std::optional<std::string> key_;
+  std::optional<std::string> value_;
+  std::function<void()> on_value_;
+};
+
+// Puts a log recorder, a manual background queue, recorded URL sessions and
+// an empty class table in force for each test. A test puts other providers
+// in force on top with a ScopedPlatformOverride of its own.
+class PlatformTest : public ::testing::Test {
+ protected:
+  PlatformTest();
+
+  RecordingLog log_;
+  ManualExecutor background_;
+  RecordingUrlSessions sessions_;
+  FakeClassLookup classes_;
+
+ private:
+  std::optional<ScopedPlatformOverride> fakes_;
+};
+
+}  // namespace rqb::test

@@ -1,0 +1,91 @@
+#include "LoopbackReceiver.h"
+
+#include <httplib.h>
+
+#include <algorithm>
+#include <cctype>
+#include <stdexcept>
+
+namespace rqb::loopback {
+namespace {
+
+bool SameName(std::string_view a, std::string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
+    return std::tolower(static_cast<unsigned char>(x)) ==
+           std::tolower(static_cast<unsigned char>(y));
+  });
+}
+
+// httplib adds the peer's and its own address among the headers.
+bool IsServerAnnotation(const std::string& name) {
+  return name == "REMOTE_ADDR" || name == "REMOTE_PORT" || name == "LOCAL_ADDR" ||
+         name == "LOCAL_PORT";
+}
+
+}  // namespace
+
+std::string ReceivedRequest::Header(std::string_view name) const {
+  for (const auto& [field, value] : headers) {
+    if (SameName(field, name)) return value;
+  }
+  return {};
+}
+
+LoopbackReceiver::LoopbackReceiver(const TestCertificateAuthority& ca, const std::string& host) {
+  ServerCredentials credentials = ca.IssueServerCredentials(host);
+  server_ = std::make_unique<httplib::SSLServer>(credentials.certificate.get(),
+                                                 credentials.key.get());
+  if (!server_->is_valid()) throw std::runtime_error("loopback receiver: TLS set-up failed");
+  server_->Post(".*", [this](const httplib::Request& request, httplib::Response& response) {
+    ReceivedRequest received;
+    received.method = request.method;
+    received.path = request.path;
+    received.version = request.version;
+    for (const auto& [name, value] : request.headers) {
+      if (!IsServerAnnotation(name)) received.headers.emplace_back(name, value);
+    }
+    received.body = request.body;
+    received.arrived = std::chrono::steady_clock::now();
+    std::lock_guard lock(mutex_);
+    requests_.push_back(std::move(received));
+    arrived_.notify_all();
+    response.status = status_;
+  });
+  port_ = server_->bind_to_any_port("127.0.0.1");
+  if (port_ <= 0) throw std::runtime_error("loopback receiver: cannot bind 127.0.0.1");
+  listener_ = std::thread([this] { server_->listen_after_bind(); });
+}
+
+LoopbackReceiver::~LoopbackReceiver() {
+  server_->stop();
+  listener_.join();
+}
+
+void LoopbackReceiver::SetStatus(int status) {
+  std::lock_guard lock(mutex_);
+  status_ = status;
+}
+
+std::vector<ReceivedRequest> LoopbackReceiver::Requests() const {
+  std::lock_guard lock(mutex_);
+  return requests_;
+}
+
+std::size_t LoopbackReceiver::RequestCount() const {
+  std::lock_guard lock(mutex_);
+  return requests_.size();
+}
+
+bool LoopbackReceiver::WaitForRequests(std::size_t count,
+                                       std::chrono::milliseconds timeout) const {
+  std::unique_lock lock(mutex_);
+  return arrived_.wait_for(lock, timeout, [&] { return requests_.size() >= count; });
+}
+
+std::string HostOfUrl(std::string_view url) {
+  constexpr std::string_view kScheme = "https://";
+  if (url.substr(0, kScheme.size()) == kScheme) url.remove_prefix(kScheme.size());
+  return std::string(url.substr(0, url.find_first_of(":/")));
+}
+
+}  // namespace rqb::loopback

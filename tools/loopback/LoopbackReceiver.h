@@ -1,0 +1,68 @@
+// An HTTPS server on 127.0.0.1 standing in for the profiling service.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "TestCertificates.h"
+
+namespace httplib {
+class SSLServer;
+}
+
+namespace rqb::loopback {
+
+struct ReceivedRequest {
+  std::string method;
+  std::string path;
+  std::string version;
+  // Header fields as the server parsed them (sorted by name, any case).
+  std::vector<std::pair<std::string, std::string>> headers;
+  std::string body;
+  std::chrono::steady_clock::time_point arrived;
+
+  // The value of header `name` (any case), or "" when absent.
+  std::string Header(std::string_view name) const;
+};
+
+class LoopbackReceiver {
+ public:
+  // Serves HTTPS for `host` on an ephemeral port of 127.0.0.1, with a
+  // certificate signed by `ca`, and answers every POST with status 200.
+  LoopbackReceiver(const TestCertificateAuthority& ca, const std::string& host);
+  ~LoopbackReceiver();
+
+  LoopbackReceiver(const LoopbackReceiver&) = delete;
+  LoopbackReceiver& operator=(const LoopbackReceiver&) = delete;
+
+  int port() const { return port_; }
+  // The status of later answers.
+  void SetStatus(int status);
+
+  std::vector<ReceivedRequest> Requests() const;
+  std::size_t RequestCount() const;
+  // Waits until `count` requests have arrived; false on time-out.
+  bool WaitForRequests(std::size_t count, std::chrono::milliseconds timeout) const;
+
+ private:
+  std::unique_ptr<httplib::SSLServer> server_;
+  int port_ = 0;
+  std::thread listener_;
+  mutable std::mutex mutex_;
+  mutable std::condition_variable arrived_;
+  std::vector<ReceivedRequest> requests_;  // guarded by mutex_
+  int status_ = 200;                       // guarded by mutex_
+};
+
+// The host part of an https:// URL.
+std::string HostOfUrl(std::string_view url);
+
+}  // namespace rqb::loopback
