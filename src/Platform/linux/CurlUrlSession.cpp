@@ -4,8 +4,6 @@
 
 #include <cmath>
 #include <deque>
-#include <fstream>
-#include <iterator>
 #include <mutex>
 #include <thread>
 #include <unordered_map>
@@ -19,8 +17,8 @@ namespace rqb {
 // What every transfer of a factory's sessions shares.
 struct CurlSessionSettings {
   std::vector<std::string> connect_to;
-  // System bundle plus the extra certificates; empty when none were added.
-  std::string ca_bundle_pem;
+  // Replaces the system's CA bundle when not empty.
+  std::string trusted_ca_pem;
 };
 
 namespace {
@@ -136,9 +134,11 @@ std::optional<std::string> Configure(Transfer& transfer) {
     curl_easy_setopt(easy, CURLOPT_CONNECT_TO, transfer.connect_to.get());
     curl_easy_setopt(easy, CURLOPT_PROXY, "");
   }
-  if (!transfer.settings->ca_bundle_pem.empty()) {
-    curl_blob blob{const_cast<char*>(transfer.settings->ca_bundle_pem.data()),
-                   transfer.settings->ca_bundle_pem.size(), CURL_BLOB_NOCOPY};
+  if (!transfer.settings->trusted_ca_pem.empty()) {
+    // A small bundle: certificates in memory are parsed for every connection,
+    // while libcurl keeps the system's bundle parsed between transfers.
+    curl_blob blob{const_cast<char*>(transfer.settings->trusted_ca_pem.data()),
+                   transfer.settings->trusted_ca_pem.size(), CURL_BLOB_NOCOPY};
     curl_easy_setopt(easy, CURLOPT_CAINFO_BLOB, &blob);
   }
   return std::nullopt;
@@ -264,30 +264,17 @@ class CurlUrlSession final : public UrlSession {
   const std::shared_ptr<const CurlSessionSettings> settings_;
 };
 
-// The CA bundle libcurl was built to use, as text.
-std::string SystemCaBundle() {
-  Easy probe(curl_easy_init());
-  char* path = nullptr;
-  if (!probe || curl_easy_getinfo(probe.get(), CURLINFO_CAINFO, &path) != CURLE_OK ||
-      path == nullptr) {
-    return {};
-  }
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
 }  // namespace
 
 CurlUrlSessionFactory::CurlUrlSessionFactory() : CurlUrlSessionFactory(Options{}) {}
 
 CurlUrlSessionFactory::CurlUrlSessionFactory(Options options) {
   InitCurlOnce();
-  auto settings = std::make_shared<CurlSessionSettings>();
-  settings->connect_to = std::move(options.connect_to);
-  if (!options.extra_ca_pem.empty()) {
-    settings->ca_bundle_pem = SystemCaBundle() + "\n" + options.extra_ca_pem;
-  }
-  settings_ = std::move(settings);
+  // Started here rather than on the first upload, which runs on a background
+  // thread whose low priority the transfer thread would inherit.
+  TransferEngine::Instance();
+  settings_ = std::make_shared<const CurlSessionSettings>(
+      CurlSessionSettings{std::move(options.connect_to), std::move(options.trusted_ca_pem)});
 }
 
 CurlUrlSessionFactory::~CurlUrlSessionFactory() = default;
@@ -301,7 +288,7 @@ CurlUrlSessionFactory::Options CurlUrlSessionFactory::LoopbackRoute(const std::s
                                                                     int port, std::string ca_pem) {
   Options options;
   options.connect_to.push_back(host + ":443:127.0.0.1:" + std::to_string(port));
-  options.extra_ca_pem = std::move(ca_pem);
+  options.trusted_ca_pem = std::move(ca_pem);
   return options;
 }
 

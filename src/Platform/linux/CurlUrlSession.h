@@ -19,10 +19,13 @@ class CurlUrlSessionFactory final : public UrlSessionFactory {
     // the connection goes elsewhere while TLS still verifies the URL's host.
     // When set, proxies from the environment are not used.
     std::vector<std::string> connect_to;
-    // PEM certificates trusted in addition to the system's CA bundle.
-    std::string extra_ca_pem;
+    // PEM certificates that server certificates are verified against instead
+    // of the system's CA bundle; empty for the system's.
+    std::string trusted_ca_pem;
   };
 
+  // Starts the process-wide transfer thread if it is not running yet, with
+  // the priority of the calling thread.
   CurlUrlSessionFactory();
   explicit CurlUrlSessionFactory(Options options);
   ~CurlUrlSessionFactory() override;
@@ -34,8 +37,9 @@ class CurlUrlSessionFactory final : public UrlSessionFactory {
   std::shared_ptr<UrlSession> CreateSession(
       const UrlSessionConfiguration& configuration) override;
 
-  // Routes https://`host` to 127.0.0.1:`port` and trusts `ca_pem` as well:
-  // how tests and the demo reach a loopback receiver with verification on.
+  // Routes https://`host` to 127.0.0.1:`port` and verifies its certificate
+  // against `ca_pem`: how tests, the demo and the benchmark reach a loopback
+  // receiver with verification on.
   static Options LoopbackRoute(const std::string& host, int port, std::string ca_pem);
 
  private:
