@@ -7,7 +7,7 @@ packages=(
   cmake g++ make pkg-config
   libcurl4-openssl-dev libssl-dev libicu-dev libsystemd-dev
   libgtest-dev libgmock-dev libcpp-httplib-dev nlohmann-json3-dev
-  curl binutils dbus-daemon
+  curl binutils
 )
 
 missing=()

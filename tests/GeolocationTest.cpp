@@ -45,24 +45,18 @@ class Geolocation : public ::testing::Test {
   FakeLocationPlatform fakes_;
 };
 
-TEST_F(Geolocation, MapsEveryAuthorizationStatusToItsCode) {
-  for (const auto& [status, code] : kCodeTable) {
-    SCOPED_TRACE(status);
-    fakes_.location.SetStatus(status);
-    EXPECT_EQ(RQBGeolocation().getAuthorizationStatusCode(), code);
-  }
-}
-
-TEST_F(Geolocation, DisabledServicesGiveMinusFourAndNoLocationWhateverTheStatus) {
+TEST_F(Geolocation, MapsEveryAuthorizationStatusToItsCodeAndDisabledServicesToMinusFour) {
   CreateManager();
-  fakes_.location.SetEnabled(false);
   for (const auto& [status, code] : kCodeTable) {
     SCOPED_TRACE(status);
     fakes_.location.SetStatus(status);
+    fakes_.location.SetEnabled(true);
+    EXPECT_EQ(RQBGeolocation().getAuthorizationStatusCode(), code);
+    fakes_.location.SetEnabled(false);
     EXPECT_EQ(RQBGeolocation().getAuthorizationStatusCode(), -4);
     EXPECT_FALSE(RQBGeolocation().getLastLocation());
   }
-  EXPECT_EQ(fakes_.location.CachedLocationReads(), 0u);
+  EXPECT_EQ(fakes_.location.CachedLocationReads(), 0u) << "disabled services hide the manager";
 }
 
 TEST_F(Geolocation, OnlyAuthorizedApplicationsReachTheManager) {
@@ -77,12 +71,6 @@ TEST_F(Geolocation, OnlyAuthorizedApplicationsReachTheManager) {
     EXPECT_EQ(fakes_.location.CachedLocationReads() - reads_before, authorized ? 1u : 0u)
         << "the manager is read only when authorized";
   }
-}
-
-TEST_F(Geolocation, AuthorizedWithNothingCachedGivesNoLocation) {
-  CreateManager();
-  fakes_.location.SetCachedLocation(std::nullopt);
-  EXPECT_FALSE(RQBGeolocation().getLastLocation());
 }
 
 TEST_F(Geolocation, TheFirstReadFindsNoManagerUntilTheMainThreadServesTheQueue) {
@@ -102,23 +90,19 @@ TEST_F(Geolocation, TheFirstReadFindsNoManagerUntilTheMainThreadServesTheQueue) 
 }
 
 TEST_F(Geolocation, EveryConstructionEndsInANewManagerAndTheLastOneStays) {
+  CreateManager();
+  const std::weak_ptr<LocationManager> earlier = geoLocationManager().Load();
   RQBGeolocation first;
   const std::shared_ptr<DateFormatter> first_formatter = dateFormatter().Load();
   RQBGeolocation second;
   EXPECT_NE(dateFormatter().Load(), first_formatter) << "the formatter is replaced at once";
 
   EXPECT_EQ(RQBehavior::drainMainQueue(), 2u);
-  EXPECT_EQ(fakes_.location.ManagersCreated(), 2u);
+  EXPECT_EQ(fakes_.location.ManagersCreated(), 3u);
   const std::shared_ptr<LocationManager> manager = geoLocationManager().Load();
   ASSERT_TRUE(manager);
-  EXPECT_EQ(FakeLocationServices::SerialOf(*manager), 2);
-}
-
-TEST_F(Geolocation, AReplacedManagerIsReleased) {
-  CreateManager();
-  const std::weak_ptr<LocationManager> first = geoLocationManager().Load();
-  CreateManager();
-  EXPECT_TRUE(first.expired());
+  EXPECT_EQ(FakeLocationServices::SerialOf(*manager), 3);
+  EXPECT_TRUE(earlier.expired()) << "a replaced manager is released";
 }
 
 }  // namespace

@@ -85,9 +85,6 @@ TEST_F(LocationDataHelper, ACourseOfExactlyZeroHidesTheWholeLocation) {
   Location no_course = SaoPauloFix();
   no_course.course = std::numeric_limits<double>::quiet_NaN();
   EXPECT_NE(ValueFor(no_course).find(R"("c": nan, )"), std::string::npos);
-  Location nearly_north = SaoPauloFix();
-  nearly_north.course = 1e-300;
-  EXPECT_NE(ValueFor(nearly_north).find(R"("c": 1e-300, )"), std::string::npos);
 }
 
 TEST_F(LocationDataHelper, EndsWithTheFloorOnlyWhenItIsKnown) {
@@ -110,17 +107,6 @@ TEST_F(LocationDataHelper, WithoutAUsableLocationTheValueIsAnEmptyRecord) {
   fakes_.location.SetStatus(kLocationAuthorizedAlways);
   fakes_.location.SetEnabled(false);
   EXPECT_EQ(RQBLocationDataHelper().getValue(), "{}") << "services off";
-}
-
-TEST_F(LocationDataHelper, TakesTheDeviceSettingsInForceWhenItIsCreated) {
-  fakes_.location.SetCachedLocation(SaoPauloFix());
-  fakes_.calendar.Set({"en_IN", "Asia/Kolkata", 1, 1});
-  RQBLocationDataHelper helper;
-  fakes_.calendar.Set({"en_GB", "Etc/UTC", 2, 4});
-  EXPECT_NE(helper.getValue()->find(R"("ts": 2021-01-21T22:33:07+0530, )"), std::string::npos);
-  EXPECT_NE(RQBLocationDataHelper().getValue()->find(R"("ts": 2021-01-21T17:03:07+0000, )"),
-            std::string::npos)
-      << "a later collector makes a formatter of its own";
 }
 
 // Collection runs overlap: formatters and the shared manager are used from
@@ -178,8 +164,6 @@ TEST(DateFormatter, WritesTheZoneOffsetAsSignAndFourDigitsAndDropsFractions) {
   const std::vector<std::pair<CalendarSettings, const char*>> cases = {
       {{"en_US_POSIX", "Etc/UTC", 1, 1}, "2021-07-01T12:00:05+0000"},
       {{"en_IN", "Asia/Kolkata", 1, 1}, "2021-07-01T17:30:05+0530"},
-      {{"en_US", "America/New_York", 1, 1}, "2021-07-01T08:00:05-0400"},
-      {{"pt_BR", "GMT-03:00", 1, 1}, "2021-07-01T09:00:05-0300"},
   };
   for (const auto& [settings, text] : cases) {
     EXPECT_EQ(DateFormatter(kTimestampPattern, settings).StringFromDate(instant), text);
@@ -189,15 +173,12 @@ TEST(DateFormatter, WritesTheZoneOffsetAsSignAndFourDigitsAndDropsFractions) {
 TEST(DoubleDescription, WritesDoublesAsThePlatformDescribesThem) {
   const std::vector<std::pair<double, const char*>> cases = {
       {65.0, "65"},
-      {-23.5505, "-23.5505"},
       {0.1 + 0.2, "0.3"},
       {68.32, "68.31999999999999"},
       {1e20, "1e+20"},
       {1e-7, "1e-07"},
       {123456789012345678.0, "1.234567890123457e+17"},
       {-0.0, "-0"},
-      {std::numeric_limits<double>::infinity(), "inf"},
-      {-std::numeric_limits<double>::infinity(), "-inf"},
   };
   for (const auto& [value, text] : cases) EXPECT_EQ(DoubleDescription(value), text);
 }
