@@ -172,9 +172,9 @@ TEST(DateFormatter, WritesTheZoneOffsetAsSignAndFourDigitsAndDropsFractions) {
 
 TEST(DoubleDescription, WritesDoublesAsThePlatformDescribesThem) {
   const std::vector<std::pair<double, const char*>> cases = {
-      {65.0, "65"},
+      {65.0, "65"},  // whole values carry no ".0"
       {0.1 + 0.2, "0.3"},
-      {68.32, "68.31999999999999"},
+      {68.32, "68.31999999999999"},  // 16 digits, not the shortest round trip
       {1e20, "1e+20"},
       {1e-7, "1e-07"},
       {123456789012345678.0, "1.234567890123457e+17"},

@@ -15,10 +15,10 @@ struct Location {
   double longitude = 0;  // degrees
   double altitude = 0;   // metres
   std::chrono::system_clock::time_point timestamp;
-  double horizontal_accuracy = 0;  // metres
-  double vertical_accuracy = 0;    // metres
-  double course = -1;              // degrees; negative when unknown
-  double speed = -1;               // metres per second; negative when unknown
+  double horizontal_accuracy = 0;   // metres
+  double vertical_accuracy = 0;     // metres
+  double course = -1;               // degrees; negative when unknown
+  double speed = -1;                // metres per second; negative when unknown
   std::optional<long> floor_level;  // absent when the floor is unknown
 };
 

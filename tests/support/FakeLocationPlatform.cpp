@@ -10,9 +10,7 @@ class FakeLocationManager final : public LocationManager {
  public:
   FakeLocationManager(FakeLocationServices& services, int serial)
       : services_(services), serial_(serial) {}
-  std::optional<Location> CachedLocation() const override {
-    return services_.ReadCachedLocation();
-  }
+  std::optional<Location> CachedLocation() const override { return services_.ReadCachedLocation(); }
   int serial() const { return serial_; }
 
  private:

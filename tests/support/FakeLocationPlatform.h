@@ -40,12 +40,12 @@ class FakeLocationServices final : public LocationServices {
   std::optional<Location> ReadCachedLocation();
 
   mutable std::mutex mutex_;
-  bool enabled_ = true;                                    // guarded by mutex_
-  std::int32_t status_ = kLocationAuthorizedWhenInUse;     // guarded by mutex_
-  std::optional<Location> location_;                       // guarded by mutex_
-  std::size_t managers_created_ = 0;                       // guarded by mutex_
-  std::size_t cached_location_reads_ = 0;                  // guarded by mutex_
-  std::thread::id last_creating_thread_;                   // guarded by mutex_
+  bool enabled_ = true;                                 // guarded by mutex_
+  std::int32_t status_ = kLocationAuthorizedWhenInUse;  // guarded by mutex_
+  std::optional<Location> location_;                    // guarded by mutex_
+  std::size_t managers_created_ = 0;                    // guarded by mutex_
+  std::size_t cached_location_reads_ = 0;               // guarded by mutex_
+  std::thread::id last_creating_thread_;                // guarded by mutex_
 };
 
 // Fixed regional settings: pt_BR in America/Sao_Paulo (UTC-3 all year round

@@ -24,10 +24,9 @@ std::optional<std::uint32_t> ReadAvailableAccuracyLevel() {
   sd_bus_error error = SD_BUS_ERROR_NULL;
   std::uint32_t value = 0;
   if (sd_bus_set_method_call_timeout(bus, kBusCallTimeoutMicroseconds) >= 0 &&
-      sd_bus_get_property_trivial(bus, "org.freedesktop.GeoClue2",
-                                  "/org/freedesktop/GeoClue2/Manager",
-                                  "org.freedesktop.GeoClue2.Manager", "AvailableAccuracyLevel",
-                                  &error, 'u', &value) >= 0) {
+      sd_bus_get_property_trivial(
+          bus, "org.freedesktop.GeoClue2", "/org/freedesktop/GeoClue2/Manager",
+          "org.freedesktop.GeoClue2.Manager", "AvailableAccuracyLevel", &error, 'u', &value) >= 0) {
     level = value;
   }
   sd_bus_error_free(&error);

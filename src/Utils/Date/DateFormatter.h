@@ -1,12 +1,13 @@
 // Dates written as text with an ICU pattern, the way the device writes them.
 #pragma once
 
+#include <unicode/uversion.h>
+
 #include <chrono>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <unicode/uversion.h>
 
 #include "Platform/DeviceCalendar.h"
 

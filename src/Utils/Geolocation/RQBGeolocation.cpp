@@ -35,9 +35,8 @@ RQBGeolocation::RQBGeolocation() {
   const rqb::Platform& platform = rqb::CurrentPlatform();
   // Asynchronous on purpose: the manager exists only once the main queue has
   // been served, so a read right after the first construction finds none.
-  platform.main_queue->Submit([] {
-    geoLocationManager().Replace(rqb::CurrentPlatform().location->CreateManager());
-  });
+  platform.main_queue->Submit(
+      [] { geoLocationManager().Replace(rqb::CurrentPlatform().location->CreateManager()); });
   dateFormatter().Replace(
       std::make_shared<rqb::DateFormatter>(rqb::kTimestampPattern, platform.calendar->Current()));
 }
