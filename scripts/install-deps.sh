@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   cmake g++ make pkg-config
-  libcurl4-openssl-dev libssl-dev libicu-dev
+  libcurl4-openssl-dev libssl-dev libicu-dev libsystemd-dev
   libgtest-dev libgmock-dev libcpp-httplib-dev nlohmann-json3-dev
   curl binutils
 )

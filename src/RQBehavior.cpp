@@ -3,6 +3,8 @@
 #include <utility>
 
 #include "Managers/RQBIdentityManager.h"
+#include "Platform/MainQueue.h"
+#include "Platform/Platform.h"
 #include "Utils/Text/Utf8.h"
 
 RQBehavior& RQBehavior::getInstance(std::optional<std::string> app) {
@@ -31,6 +33,8 @@ void RQBehavior::setRequestTimeout(std::optional<double> requestTimeout) {
   }
   RQBIdentifyManager::getInstance().setRequestTimeout(requestTimeout);
 }
+
+std::size_t RQBehavior::drainMainQueue() { return rqb::CurrentPlatform().main_queue->Drain(); }
 
 std::optional<std::string> RQBehavior::app() const {
   std::lock_guard lock(mutex_);

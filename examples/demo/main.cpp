@@ -15,6 +15,8 @@
 namespace {
 
 constexpr auto kProfileWait = std::chrono::seconds(20);
+// How often the demo's main loop serves the library's main-thread work.
+constexpr auto kMainLoopTick = std::chrono::milliseconds(50);
 
 // Sends the library's uploads for the profiling host to `receiver`, trusting
 // its test CA, for the rest of the process. Certificate checks stay on.
@@ -51,7 +53,15 @@ int main() {
   const std::string session = behavior.generateSessionId();
   behavior.collectDeviceInformation(session);
 
-  if (!receiver.WaitForRequests(1, kProfileWait)) {
+  // The demo's main loop: it has no event loop of the library's, so it serves
+  // the main queue itself while it waits.
+  const auto deadline = std::chrono::steady_clock::now() + kProfileWait;
+  bool arrived = false;
+  while (!arrived && std::chrono::steady_clock::now() < deadline) {
+    RQBehavior::drainMainQueue();
+    arrived = receiver.WaitForRequests(1, kMainLoopTick);
+  }
+  if (!arrived) {
     std::fprintf(stderr, "demo: no device profile arrived within %lld seconds\n",
                  static_cast<long long>(kProfileWait.count()));
     return 1;

@@ -13,6 +13,7 @@
 // logged to stderr and never reach the host.
 #pragma once
 
+#include <cstddef>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -47,6 +48,15 @@ class RQB_EXPORT RQBehavior {
   // Records the host's preferred request time-out, in seconds. Uploads keep
   // their fixed 10-second time-outs whatever is set here.
   void setRequestTimeout(std::optional<double> requestTimeout);
+
+  // Runs, on the calling thread, the library's work that waits for the host's
+  // main thread, and returns how many tasks ran (0 when none waited). Never
+  // blocks on a collection run. A host whose main thread runs no event loop
+  // of the library calls this from its main thread, e.g. once per pass of its
+  // own loop; until it does, the library reports no location: the location
+  // manager is created there. Tasks that this work queues wait for the next
+  // call.
+  static std::size_t drainMainQueue();
 
   std::optional<std::string> app() const;
   // Stores the identifier only; the next collectDeviceInformation() uses it.

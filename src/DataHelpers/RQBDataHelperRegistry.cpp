@@ -4,6 +4,7 @@
 #include <span>
 
 #include "DataHelpers/RQBDataHelper.h"
+#include "DataHelpers/RQBLocationDataHelper.h"
 
 namespace rqb {
 namespace {
@@ -21,7 +22,9 @@ std::unique_ptr<RQBDataHelper> Create() {
 // One entry per collector class, under the class's own name. The table is
 // explicit because self-registering statics vanish when a static library is
 // linked.
-constexpr std::array<DataHelperClass, 0> kDataHelperClasses = {};
+constexpr std::array kDataHelperClasses = {
+    DataHelperClass{"RQBLocationDataHelper", Create<RQBLocationDataHelper>},
+};
 
 }  // namespace
 

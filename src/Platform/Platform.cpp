@@ -32,6 +32,8 @@ ScopedPlatformOverride::ScopedPlatformOverride(const Platform& replacement)
   KeepUnset(platform_.url_sessions, current.url_sessions);
   KeepUnset(platform_.classes, current.classes);
   KeepUnset(platform_.operating_system, current.operating_system);
+  KeepUnset(platform_.location, current.location);
+  KeepUnset(platform_.calendar, current.calendar);
   g_override.store(&platform_, std::memory_order_release);
 }
 

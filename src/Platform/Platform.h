@@ -6,6 +6,8 @@
 namespace rqb {
 
 class ClassLookup;
+class DeviceCalendar;
+class LocationServices;
 class LogSink;
 class MainQueue;
 class OperatingSystem;
@@ -24,6 +26,9 @@ struct Platform {
   // Collector classes by name.
   ClassLookup* classes = nullptr;
   OperatingSystem* operating_system = nullptr;
+  LocationServices* location = nullptr;
+  // Locale, week rules and time zone for the dates the library writes.
+  DeviceCalendar* calendar = nullptr;
 };
 
 // The real providers of the operating system the library was built for,

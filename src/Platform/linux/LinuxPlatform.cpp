@@ -5,6 +5,8 @@
 #include "Platform/MainQueue.h"
 #include "Platform/ThreadPool.h"
 #include "Platform/linux/CurlUrlSession.h"
+#include "Platform/linux/LinuxDeviceCalendar.h"
+#include "Platform/linux/LinuxLocationServices.h"
 #include "Platform/linux/LinuxLogSink.h"
 #include "Platform/linux/LinuxOperatingSystem.h"
 #include "Platform/linux/LinuxRandomSource.h"
@@ -27,6 +29,8 @@ Platform* MakeLinuxPlatform() {
   platform->url_sessions = new CurlUrlSessionFactory();
   platform->classes = new RegistryClassLookup();
   platform->operating_system = new LinuxOperatingSystem();
+  platform->location = new LinuxLocationServices();
+  platform->calendar = new LinuxDeviceCalendar();
   return platform;
 }
 

@@ -1,0 +1,57 @@
+#include "Utils/Geolocation/RQBGeolocation.h"
+
+#include <array>
+#include <memory>
+
+#include "Platform/DeviceCalendar.h"
+#include "Platform/MainQueue.h"
+#include "Platform/Platform.h"
+
+rqb::SharedGlobal<rqb::LocationManager>& geoLocationManager() {
+  static auto* const global = new rqb::SharedGlobal<rqb::LocationManager>();
+  return *global;
+}
+
+rqb::SharedGlobal<rqb::DateFormatter>& dateFormatter() {
+  static auto* const global = new rqb::SharedGlobal<rqb::DateFormatter>();
+  return *global;
+}
+
+namespace rqb {
+
+std::int32_t AuthorizationStatusCode(bool location_services_enabled, std::int32_t status) {
+  if (!location_services_enabled) return -4;
+  // The codes are deliberately not the platform's numbers: statuses 1 to 4
+  // (restricted, denied, always, when in use) map to -1, -2, 1, 0. Shifting
+  // by one as unsigned sends status 0 and negative statuses out of range.
+  constexpr std::array<std::int32_t, 4> kCodes = {-1, -2, 1, 0};
+  const std::uint32_t index = static_cast<std::uint32_t>(status) - 1u;
+  return index < kCodes.size() ? kCodes[index] : -3;
+}
+
+}  // namespace rqb
+
+RQBGeolocation::RQBGeolocation() {
+  const rqb::Platform& platform = rqb::CurrentPlatform();
+  // Asynchronous on purpose: the manager exists only once the main queue has
+  // been served, so a read right after the first construction finds none.
+  platform.main_queue->Submit(
+      [] { geoLocationManager().Replace(rqb::CurrentPlatform().location->CreateManager()); });
+  dateFormatter().Replace(
+      std::make_shared<rqb::DateFormatter>(rqb::kTimestampPattern, platform.calendar->Current()));
+}
+
+std::optional<rqb::Location> RQBGeolocation::getLastLocation() {
+  const std::int32_t code = getAuthorizationStatusCode();
+  if (code != 0 && code != 1) return std::nullopt;
+  const std::shared_ptr<rqb::LocationManager> manager = geoLocationManager().Load();
+  if (!manager) return std::nullopt;
+  return manager->CachedLocation();
+}
+
+std::int32_t RQBGeolocation::getAuthorizationStatusCode() {
+  const rqb::LocationServices& location = *rqb::CurrentPlatform().location;
+  // The status is read only while the services are on.
+  const bool enabled = location.LocationServicesEnabled();
+  return rqb::AuthorizationStatusCode(enabled, enabled ? location.AuthorizationStatus() : 0);
+}
