@@ -5,12 +5,15 @@
 
 namespace rqb {
 
+class CaptiveNetwork;
 class ClassLookup;
 class LogSink;
 class MainQueue;
+class NetworkReachability;
 class OperatingSystem;
 class RandomSource;
 class TaskExecutor;
+class Telephony;
 class UrlSessionFactory;
 
 struct Platform {
@@ -24,6 +27,10 @@ struct Platform {
   // Collector classes by name.
   ClassLookup* classes = nullptr;
   OperatingSystem* operating_system = nullptr;
+  NetworkReachability* network_reachability = nullptr;
+  // The Wi-Fi interfaces and their networks.
+  CaptiveNetwork* captive_network = nullptr;
+  Telephony* telephony = nullptr;
 };
 
 // The real providers of the operating system the library was built for,

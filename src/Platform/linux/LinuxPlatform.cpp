@@ -5,9 +5,12 @@
 #include "Platform/MainQueue.h"
 #include "Platform/ThreadPool.h"
 #include "Platform/linux/CurlUrlSession.h"
+#include "Platform/linux/LinuxCaptiveNetwork.h"
 #include "Platform/linux/LinuxLogSink.h"
+#include "Platform/linux/LinuxNetworkReachability.h"
 #include "Platform/linux/LinuxOperatingSystem.h"
 #include "Platform/linux/LinuxRandomSource.h"
+#include "Platform/linux/LinuxTelephony.h"
 #include "Platform/linux/LinuxThreads.h"
 
 namespace rqb {
@@ -27,6 +30,9 @@ Platform* MakeLinuxPlatform() {
   platform->url_sessions = new CurlUrlSessionFactory();
   platform->classes = new RegistryClassLookup();
   platform->operating_system = new LinuxOperatingSystem();
+  platform->network_reachability = new LinuxNetworkReachability();
+  platform->captive_network = new LinuxCaptiveNetwork();
+  platform->telephony = new LinuxTelephony();
   return platform;
 }
 
