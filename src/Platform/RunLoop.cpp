@@ -107,8 +107,9 @@ bool RunLoop::RunWhileNotStopped(RunLoopWaiter::Deadline deadline) {
     main_queue->SetWakeHandler([waiter = waiter_] { waiter->Wake(); });
   }
 
-  bool stopped = TakeStopRequest();
-  while (!stopped) {
+  bool stopped = false;
+  for (;;) {
+    if ((stopped = TakeStopRequest())) break;
     // Only the tasks queued before this turn, so that a task that keeps
     // posting cannot starve the sources.
     for (; queued > 0 && !stopped && RunOnePostedTask(); --queued) stopped = TakeStopRequest();
@@ -122,13 +123,12 @@ bool RunLoop::RunWhileNotStopped(RunLoopWaiter::Deadline deadline) {
     std::vector<int> fds;
     {
       std::lock_guard lock(mutex_);
-      if (!tasks_.empty()) {
-        queued = tasks_.size();
-        continue;
-      }
+      queued = tasks_.size();
+      if (queued > 0) continue;
       for (const auto& [id, source] : sources_) fds.push_back(source.fd);
     }
     for (int ready_fd : waiter_->Wait(fds, deadline)) {
+      if (stopped) break;
       std::vector<std::shared_ptr<RevocableCallback<>>> callbacks;
       {
         std::lock_guard lock(mutex_);
@@ -137,12 +137,11 @@ bool RunLoop::RunWhileNotStopped(RunLoopWaiter::Deadline deadline) {
         }
       }
       for (const auto& callback : callbacks) {
-        if (stopped) break;
         callback->Invoke();
-        stopped = TakeStopRequest();
+        if ((stopped = TakeStopRequest())) break;
       }
-      if (stopped) break;
     }
+    if (stopped) break;
     std::lock_guard lock(mutex_);
     queued = tasks_.size();
   }

@@ -1,0 +1,223 @@
+#include "FakeNetworkPlatform.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace rqb::test {
+
+// Changes arrive through an eventfd registered on the scheduling loop, the
+// way a real target's events arrive through its own descriptor.
+class FakeReachabilityTarget final : public ReachabilityTarget {
+ public:
+  explicit FakeReachabilityTarget(FakeNetworkReachability& owner)
+      : owner_(owner), changes_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+  ~FakeReachabilityTarget() override {
+    std::shared_ptr<RunLoop> loop;
+    RunLoop::SourceId source = 0;
+    {
+      std::lock_guard lock(mutex_);
+      loop = std::move(loop_);
+      source = source_;
+    }
+    if (loop) {
+      // Whoever owned the target forgot to unschedule it first.
+      owner_.Record("destroy while scheduled");
+      loop->RemoveSource(source);
+    }
+    owner_.Forget(this);
+    close(changes_);
+  }
+
+  std::optional<ReachabilityFlags> GetFlags() override {
+    std::lock_guard lock(owner_.mutex_);
+    return owner_.flags_;
+  }
+
+  bool SetCallback(Callback callback) override {
+    {
+      std::lock_guard lock(owner_.mutex_);
+      if (owner_.refuse_callbacks_) return false;
+    }
+    std::lock_guard lock(mutex_);
+    callback_ = std::move(callback);
+    return true;
+  }
+
+  bool ScheduleWithRunLoop(const std::shared_ptr<RunLoop>& loop) override {
+    {
+      std::lock_guard lock(owner_.mutex_);
+      if (owner_.refuse_scheduling_) return false;
+    }
+    std::lock_guard lock(mutex_);
+    if (loop_) return loop_ == loop;
+    source_ = loop->AddDescriptorSource(changes_, [this] { OnChange(); });
+    loop_ = loop;
+    owner_.Record("schedule");
+    return true;
+  }
+
+  bool UnscheduleFromRunLoop(const RunLoop& loop) override {
+    std::shared_ptr<RunLoop> scheduled_on;
+    RunLoop::SourceId source = 0;
+    {
+      std::lock_guard lock(mutex_);
+      if (loop_.get() != &loop) return false;
+      scheduled_on = std::move(loop_);
+      source = std::exchange(source_, 0);
+    }
+    scheduled_on->RemoveSource(source);
+    owner_.Record("unschedule");
+    return true;
+  }
+
+  void InjectChange() {
+    const std::uint64_t one = 1;
+    [[maybe_unused]] ssize_t written = write(changes_, &one, sizeof one);
+  }
+
+ private:
+  void OnChange() {
+    std::uint64_t count = 0;
+    [[maybe_unused]] ssize_t got = read(changes_, &count, sizeof count);
+    Callback callback;
+    {
+      std::lock_guard lock(mutex_);
+      callback = callback_;
+    }
+    if (callback) callback(GetFlags().value_or(0));
+  }
+
+  FakeNetworkReachability& owner_;
+  const int changes_;
+  std::mutex mutex_;
+  Callback callback_;
+  std::shared_ptr<RunLoop> loop_;
+  RunLoop::SourceId source_ = 0;
+};
+
+std::unique_ptr<ReachabilityTarget> FakeNetworkReachability::CreateWithName(
+    std::string_view host_name) {
+  {
+    std::lock_guard lock(mutex_);
+    host_names_.emplace_back(host_name);
+  }
+  return MakeTarget();
+}
+
+std::unique_ptr<ReachabilityTarget> FakeNetworkReachability::CreateWithAddress(
+    std::span<const std::uint8_t> address) {
+  {
+    std::lock_guard lock(mutex_);
+    addresses_.emplace_back(address.begin(), address.end());
+  }
+  return MakeTarget();
+}
+
+std::unique_ptr<ReachabilityTarget> FakeNetworkReachability::MakeTarget() {
+  std::lock_guard lock(mutex_);
+  if (refuse_targets_) return nullptr;
+  events_.push_back("create");
+  auto target = std::make_unique<FakeReachabilityTarget>(*this);
+  targets_.push_back(target.get());
+  return target;
+}
+
+void FakeNetworkReachability::SetFlags(std::optional<ReachabilityFlags> flags) {
+  std::lock_guard lock(mutex_);
+  flags_ = flags;
+}
+
+void FakeNetworkReachability::RefuseTargets(bool refuse) {
+  std::lock_guard lock(mutex_);
+  refuse_targets_ = refuse;
+}
+
+void FakeNetworkReachability::RefuseCallbacks(bool refuse) {
+  std::lock_guard lock(mutex_);
+  refuse_callbacks_ = refuse;
+}
+
+void FakeNetworkReachability::RefuseScheduling(bool refuse) {
+  std::lock_guard lock(mutex_);
+  refuse_scheduling_ = refuse;
+}
+
+void FakeNetworkReachability::InjectChange() {
+  std::lock_guard lock(mutex_);
+  for (FakeReachabilityTarget* target : targets_) target->InjectChange();
+}
+
+void FakeNetworkReachability::Record(std::string event) {
+  std::lock_guard lock(mutex_);
+  events_.push_back(std::move(event));
+}
+
+void FakeNetworkReachability::Forget(FakeReachabilityTarget* target) {
+  std::lock_guard lock(mutex_);
+  targets_.erase(std::find(targets_.begin(), targets_.end(), target));
+  events_.push_back("destroy");
+}
+
+std::vector<std::string> FakeNetworkReachability::Events() const {
+  std::lock_guard lock(mutex_);
+  return events_;
+}
+
+std::vector<std::vector<std::uint8_t>> FakeNetworkReachability::Addresses() const {
+  std::lock_guard lock(mutex_);
+  return addresses_;
+}
+
+std::vector<std::string> FakeNetworkReachability::HostNames() const {
+  std::lock_guard lock(mutex_);
+  return host_names_;
+}
+
+std::optional<std::vector<std::string>> FakeCaptiveNetwork::CopySupportedInterfaces() {
+  std::lock_guard lock(mutex_);
+  return interfaces_;
+}
+
+std::optional<NetworkInfo> FakeCaptiveNetwork::CopyCurrentNetworkInfo(
+    std::string_view interface_name) {
+  std::lock_guard lock(mutex_);
+  const auto found = info_.find(std::string(interface_name));
+  return found != info_.end() ? found->second : std::nullopt;
+}
+
+void FakeCaptiveNetwork::SetInterfaces(std::optional<std::vector<std::string>> interfaces) {
+  std::lock_guard lock(mutex_);
+  interfaces_ = std::move(interfaces);
+}
+
+void FakeCaptiveNetwork::SetNetworkInfo(const std::string& interface_name,
+                                        std::optional<NetworkInfo> info) {
+  std::lock_guard lock(mutex_);
+  info_[interface_name] = std::move(info);
+}
+
+std::optional<CarrierDictionary> FakeTelephony::ServiceSubscriberCellularProviders() {
+  std::lock_guard lock(mutex_);
+  return carriers_;
+}
+
+void FakeTelephony::SetCarriers(std::optional<CarrierDictionary> carriers) {
+  std::lock_guard lock(mutex_);
+  carriers_ = std::move(carriers);
+}
+
+FakeNetworkPlatform::FakeNetworkPlatform(const char* system_version)
+    : operating_system(system_version) {
+  Platform fakes;
+  fakes.network_reachability = &reachability;
+  fakes.captive_network = &captive_network;
+  fakes.telephony = &telephony;
+  fakes.operating_system = &operating_system;
+  in_force_.emplace(fakes);
+}
+
+}  // namespace rqb::test
