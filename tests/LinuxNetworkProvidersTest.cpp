@@ -41,7 +41,8 @@ class Attributes {
 void AppendGenericMessage(std::vector<std::uint8_t>& reply, std::uint16_t type,
                           std::uint8_t command, const Attributes& attributes) {
   nlmsghdr header{};
-  header.nlmsg_len = static_cast<std::uint32_t>(NLMSG_HDRLEN + GENL_HDRLEN + attributes.bytes().size());
+  header.nlmsg_len =
+      static_cast<std::uint32_t>(NLMSG_HDRLEN + GENL_HDRLEN + attributes.bytes().size());
   header.nlmsg_type = type;
   header.nlmsg_flags = NLM_F_MULTI;
   genlmsghdr generic{command, 1, 0};
@@ -55,8 +56,7 @@ void AppendGenericMessage(std::vector<std::uint8_t>& reply, std::uint16_t type,
 constexpr std::uint16_t kNl80211 = 0x1c;  // a family id the controller may hand out
 
 TEST(LinuxCaptiveNetwork, ListsTheWirelessInterfacesOfSysfsByName) {
-  const std::filesystem::path class_net =
-      std::filesystem::path(::testing::TempDir()) / "class-net";
+  const std::filesystem::path class_net = std::filesystem::path(::testing::TempDir()) / "class-net";
   std::filesystem::remove_all(class_net);
   for (const char* interface : {"wlp2s0/phy80211", "eth0/statistics", "wlan0/wireless", "lo"}) {
     std::filesystem::create_directories(class_net / interface);
@@ -93,7 +93,8 @@ TEST(LinuxCaptiveNetwork, ReadsTheFamilyTheSsidAndTheAssociatedAccessPointFromRe
   std::vector<std::uint8_t> scan;
   AppendGenericMessage(
       scan, kNl80211, NL80211_CMD_NEW_SCAN_RESULTS,
-      Attributes().Nest(NL80211_ATTR_BSS, Attributes().Add(NL80211_BSS_BSSID, "\x02\x11\x22\x33\x44\x55")));
+      Attributes().Nest(NL80211_ATTR_BSS,
+                        Attributes().Add(NL80211_BSS_BSSID, "\x02\x11\x22\x33\x44\x55")));
   AppendGenericMessage(
       scan, kNl80211, NL80211_CMD_NEW_SCAN_RESULTS,
       Attributes().Nest(NL80211_ATTR_BSS,

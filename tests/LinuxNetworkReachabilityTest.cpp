@@ -1,7 +1,5 @@
 // Reachability on Linux: route replies captured from the kernel, and real
 // routing changes in a private network namespace.
-#include "Platform/linux/LinuxNetworkReachability.h"
-
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <linux/rtnetlink.h>
@@ -19,6 +17,7 @@
 #include "Platform/NotificationCenter.h"
 #include "Platform/Platform.h"
 #include "Platform/RunLoop.h"
+#include "Platform/linux/LinuxNetworkReachability.h"
 #include "Utils/Reachability/Reachability.h"
 
 namespace rqb {
@@ -38,7 +37,8 @@ std::string Fixture(const std::string& name) {
 
 std::vector<RouteFacts> Routes(const std::string& fixture) {
   const std::string bytes = Fixture("netlink/" + fixture);
-  return ParseRouteReply(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
+  return ParseRouteReply(
+      std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
 }
 
 ReachabilityFlags FlagsOfLookup(const std::string& fixture, bool cellular = false) {
@@ -186,8 +186,8 @@ TEST_F(PrivateNetwork, ADefaultRouteComingAndGoingFlipsTheStatusAndNotifiesOnThe
     const auto observer = NotificationCenter::Default().AddObserver(
         kReachabilityChangedNotification, [&](const Notification& notification) {
           EXPECT_EQ(notification.object, monitor.get());
-          statuses.push_back(static_cast<Reachability*>(notification.object)
-                                 ->currentReachabilityStatus());
+          statuses.push_back(
+              static_cast<Reachability*>(notification.object)->currentReachabilityStatus());
           loop->Stop();
         });
     ASSERT_TRUE(monitor->startNotifier());

@@ -65,26 +65,26 @@ TEST_F(NetworkCollectors, SsidIsLookedUpUnderTheLiteralKeyOfTheFirstInterfaceWit
   RQBSSIDDataHelper ssid;
   EXPECT_EQ(ssid.getKey(), "SSID");
 
-  network_.captive_network.SetInterfaces(std::nullopt);
+  network_.captive_network.interfaces = std::nullopt;
   EXPECT_EQ(ssid.getValue(), "") << "no interface list";
-  network_.captive_network.SetInterfaces(std::vector<std::string>{});
+  network_.captive_network.interfaces = std::vector<std::string>{};
   EXPECT_EQ(ssid.getValue(), "") << "empty interface list";
 
-  network_.captive_network.SetInterfaces(std::vector<std::string>{"wlan0"});
+  network_.captive_network.interfaces = std::vector<std::string>{"wlan0"};
   EXPECT_EQ(ssid.getValue(), "") << "no network on the only interface";
-  network_.captive_network.SetNetworkInfo("wlan0", NetworkInfo{});
+  network_.captive_network.networks["wlan0"] = NetworkInfo{};
   EXPECT_EQ(ssid.getValue(), std::nullopt) << "an empty dictionary";
-  network_.captive_network.SetNetworkInfo(
-      "wlan0", NetworkInfo{{"SSID", "Home"}, {"BSSID", "a0:b1:c2:d3:e4:f5"}, {"SSIDDATA", "Home"}});
+  network_.captive_network.networks["wlan0"] =
+      NetworkInfo{{"SSID", "Home"}, {"BSSID", "a0:b1:c2:d3:e4:f5"}, {"SSIDDATA", "Home"}};
   EXPECT_EQ(ssid.getValue(), std::nullopt) << "only the system's own entry names";
 
-  network_.captive_network.SetInterfaces(std::vector<std::string>{"wlan0", "wlan1"});
-  network_.captive_network.SetNetworkInfo("wlan0", std::nullopt);
-  network_.captive_network.SetNetworkInfo("wlan1", NetworkInfo{{"kCNNetworkInfoKeySSID", "\"Home\""}});
+  network_.captive_network.interfaces = std::vector<std::string>{"wlan0", "wlan1"};
+  network_.captive_network.networks["wlan0"] = std::nullopt;
+  network_.captive_network.networks["wlan1"] = NetworkInfo{{"kCNNetworkInfoKeySSID", "\"Home\""}};
   EXPECT_EQ(ssid.getValue(), "\"Home\"") << "the second interface's entry, as it is";
 
-  network_.captive_network.SetNetworkInfo("wlan0", NetworkInfo{});
-  network_.captive_network.SetNetworkInfo("wlan1", std::nullopt);
+  network_.captive_network.networks["wlan0"] = NetworkInfo{};
+  network_.captive_network.networks["wlan1"] = std::nullopt;
   EXPECT_EQ(ssid.getValue(), "") << "the last interface asked had no network";
 }
 
@@ -112,7 +112,7 @@ TEST_F(NetworkCollectors, CarrierAndVoipValuesMatchTheWorkedExamples) {
        R"(["Alpha","Alpha"])", R"({ "Alpha": true, "Alpha": false })"},
   };
   for (const Case& c : cases) {
-    network_.telephony.SetCarriers(c.carriers);
+    network_.telephony.carriers = c.carriers;
     EXPECT_EQ(Value(RQBCarrierDataHelper()), c.carrier) << c.situation;
     EXPECT_EQ(Value(RQBVoipDataHelper()), c.voip) << c.situation;
   }
@@ -120,7 +120,7 @@ TEST_F(NetworkCollectors, CarrierAndVoipValuesMatchTheWorkedExamples) {
 
 TEST(NetworkCollectorsOnOlderSystems, ReportNoCarriersBefore12) {
   test::FakeNetworkPlatform network("11.4.1");
-  network.telephony.SetCarriers(CarrierDictionary{{"1", Carrier{"Alpha", true}}});
+  network.telephony.carriers = CarrierDictionary{{"1", Carrier{"Alpha", true}}};
   EXPECT_EQ(RQBNetworkUtil::getCarriers(), std::nullopt);
   EXPECT_EQ(RQBCarrierDataHelper().getValue(), "");
   EXPECT_EQ(RQBVoipDataHelper().getValue(), "{}");
@@ -132,9 +132,9 @@ TEST_F(NetworkCollectors, ACollectionRunPostsTheFiveNetworkKeys) {
   with_registry.classes = &registry;
   ScopedPlatformOverride in_force(with_registry);
   network_.reachability.SetFlags(kReachable | kReachabilityFlagIsWWAN);
-  network_.captive_network.SetInterfaces(std::vector<std::string>{"wlan0"});
-  network_.captive_network.SetNetworkInfo("wlan0", NetworkInfo{{"SSID", "Home"}});
-  network_.telephony.SetCarriers(CarrierDictionary{{"1", Carrier{"Alpha", true}}});
+  network_.captive_network.interfaces = std::vector<std::string>{"wlan0"};
+  network_.captive_network.networks["wlan0"] = NetworkInfo{{"SSID", "Home"}};
+  network_.telephony.carriers = CarrierDictionary{{"1", Carrier{"Alpha", true}}};
 
   RQBehavior::getInstance("shop-app-01").collectDeviceInformation("session-1");
   background_.RunAll();

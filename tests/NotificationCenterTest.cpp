@@ -1,6 +1,4 @@
 // Named notifications: who is called, on which thread, and removal.
-#include "Platform/NotificationCenter.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -8,6 +6,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "Platform/NotificationCenter.h"
 
 namespace rqb {
 namespace {
@@ -24,7 +24,8 @@ TEST(NotificationCenter, CallsObserversOfTheNameInOrderOnThePostingThreadWithThe
   center.AddObserver("changed", [&](const Notification&) { calls.push_back("second"); });
 
   std::thread::id called_on;
-  center.AddObserver("changed", [&](const Notification&) { called_on = std::this_thread::get_id(); });
+  center.AddObserver("changed",
+                     [&](const Notification&) { called_on = std::this_thread::get_id(); });
   std::thread poster([&] { center.Post("changed", &sender); });
   const std::thread::id poster_id = poster.get_id();
   poster.join();

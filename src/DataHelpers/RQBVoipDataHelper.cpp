@@ -20,8 +20,8 @@ std::optional<std::string> RQBVoipDataHelper::getValue() {
   std::size_t index = 0;
   for (const auto& [service, carrier] : *carriers) {
     if (index++ > 0) object += ", ";
-    object += '"' + carrier.carrier_name.value_or("(null)") + "\": " +
-              RQBConverterUtil::booleanToString(carrier.allows_voip);
+    object += '"' + carrier.carrier_name.value_or("(null)") +
+              "\": " + RQBConverterUtil::booleanToString(carrier.allows_voip);
   }
   object += " }";
   return object;

@@ -11,7 +11,7 @@ NotificationCenter& NotificationCenter::Default() {
 }
 
 NotificationCenter::ObserverId NotificationCenter::AddObserver(std::string name,
-                                                                Observer observer) {
+                                                               Observer observer) {
   std::lock_guard lock(mutex_);
   const ObserverId id = next_id_++;
   observers_.emplace(

@@ -32,7 +32,8 @@ class RevocableCallback {
     }
     callback_(std::forward<Args>(args)...);
     std::lock_guard lock(mutex_);
-    running_on_.erase(std::find(running_on_.begin(), running_on_.end(), std::this_thread::get_id()));
+    running_on_.erase(
+        std::find(running_on_.begin(), running_on_.end(), std::this_thread::get_id()));
     finished_.notify_all();
     return true;
   }

@@ -38,10 +38,6 @@ class FakeReachabilityTarget final : public ReachabilityTarget {
   }
 
   bool SetCallback(Callback callback) override {
-    {
-      std::lock_guard lock(owner_.mutex_);
-      if (owner_.refuse_callbacks_) return false;
-    }
     std::lock_guard lock(mutex_);
     callback_ = std::move(callback);
     return true;
@@ -99,12 +95,7 @@ class FakeReachabilityTarget final : public ReachabilityTarget {
   RunLoop::SourceId source_ = 0;
 };
 
-std::unique_ptr<ReachabilityTarget> FakeNetworkReachability::CreateWithName(
-    std::string_view host_name) {
-  {
-    std::lock_guard lock(mutex_);
-    host_names_.emplace_back(host_name);
-  }
+std::unique_ptr<ReachabilityTarget> FakeNetworkReachability::CreateWithName(std::string_view) {
   return MakeTarget();
 }
 
@@ -136,11 +127,6 @@ void FakeNetworkReachability::RefuseTargets(bool refuse) {
   refuse_targets_ = refuse;
 }
 
-void FakeNetworkReachability::RefuseCallbacks(bool refuse) {
-  std::lock_guard lock(mutex_);
-  refuse_callbacks_ = refuse;
-}
-
 void FakeNetworkReachability::RefuseScheduling(bool refuse) {
   std::lock_guard lock(mutex_);
   refuse_scheduling_ = refuse;
@@ -170,44 +156,6 @@ std::vector<std::string> FakeNetworkReachability::Events() const {
 std::vector<std::vector<std::uint8_t>> FakeNetworkReachability::Addresses() const {
   std::lock_guard lock(mutex_);
   return addresses_;
-}
-
-std::vector<std::string> FakeNetworkReachability::HostNames() const {
-  std::lock_guard lock(mutex_);
-  return host_names_;
-}
-
-std::optional<std::vector<std::string>> FakeCaptiveNetwork::CopySupportedInterfaces() {
-  std::lock_guard lock(mutex_);
-  return interfaces_;
-}
-
-std::optional<NetworkInfo> FakeCaptiveNetwork::CopyCurrentNetworkInfo(
-    std::string_view interface_name) {
-  std::lock_guard lock(mutex_);
-  const auto found = info_.find(std::string(interface_name));
-  return found != info_.end() ? found->second : std::nullopt;
-}
-
-void FakeCaptiveNetwork::SetInterfaces(std::optional<std::vector<std::string>> interfaces) {
-  std::lock_guard lock(mutex_);
-  interfaces_ = std::move(interfaces);
-}
-
-void FakeCaptiveNetwork::SetNetworkInfo(const std::string& interface_name,
-                                        std::optional<NetworkInfo> info) {
-  std::lock_guard lock(mutex_);
-  info_[interface_name] = std::move(info);
-}
-
-std::optional<CarrierDictionary> FakeTelephony::ServiceSubscriberCellularProviders() {
-  std::lock_guard lock(mutex_);
-  return carriers_;
-}
-
-void FakeTelephony::SetCarriers(std::optional<CarrierDictionary> carriers) {
-  std::lock_guard lock(mutex_);
-  carriers_ = std::move(carriers);
 }
 
 FakeNetworkPlatform::FakeNetworkPlatform(const char* system_version)

@@ -31,9 +31,8 @@ class FakeNetworkReachability final : public NetworkReachability {
 
   // The flags every target reads; nothing makes the reading fail.
   void SetFlags(std::optional<ReachabilityFlags> flags);
-  // Failures to inject: no target at all, no callback, no scheduling.
+  // Failures to inject: no target at all, no scheduling.
   void RefuseTargets(bool refuse);
-  void RefuseCallbacks(bool refuse);
   void RefuseScheduling(bool refuse);
 
   // Makes every scheduled target see a change: its callback runs on the
@@ -41,9 +40,8 @@ class FakeNetworkReachability final : public NetworkReachability {
   void InjectChange();
 
   std::vector<std::string> Events() const;
-  // The address bytes and host names that targets were asked for.
+  // The address bytes that targets were asked for.
   std::vector<std::vector<std::uint8_t>> Addresses() const;
-  std::vector<std::string> HostNames() const;
 
  private:
   friend class FakeReachabilityTarget;
@@ -55,38 +53,34 @@ class FakeNetworkReachability final : public NetworkReachability {
   mutable std::mutex mutex_;
   std::optional<ReachabilityFlags> flags_ = kReachabilityFlagReachable;
   bool refuse_targets_ = false;
-  bool refuse_callbacks_ = false;
   bool refuse_scheduling_ = false;
   std::vector<std::string> events_;
   std::vector<std::vector<std::uint8_t>> addresses_;
-  std::vector<std::string> host_names_;
   std::vector<FakeReachabilityTarget*> targets_;  // alive ones
 };
 
-// Interfaces and their network dictionaries as the test sets them; an
-// interface without an entry has no network.
+// Interfaces and their network dictionaries as the test sets them, before
+// the code under test runs; an interface without an entry has no network.
 class FakeCaptiveNetwork final : public CaptiveNetwork {
  public:
-  std::optional<std::vector<std::string>> CopySupportedInterfaces() override;
-  std::optional<NetworkInfo> CopyCurrentNetworkInfo(std::string_view interface_name) override;
+  std::optional<std::vector<std::string>> CopySupportedInterfaces() override { return interfaces; }
+  std::optional<NetworkInfo> CopyCurrentNetworkInfo(std::string_view interface_name) override {
+    const auto found = networks.find(interface_name);
+    return found != networks.end() ? found->second : std::nullopt;
+  }
 
-  void SetInterfaces(std::optional<std::vector<std::string>> interfaces);
-  void SetNetworkInfo(const std::string& interface_name, std::optional<NetworkInfo> info);
-
- private:
-  std::mutex mutex_;
-  std::optional<std::vector<std::string>> interfaces_;
-  std::map<std::string, std::optional<NetworkInfo>> info_;
+  std::optional<std::vector<std::string>> interfaces;
+  std::map<std::string, std::optional<NetworkInfo>, std::less<>> networks;
 };
 
+// Carriers as the test sets them, before the code under test runs.
 class FakeTelephony final : public Telephony {
  public:
-  std::optional<CarrierDictionary> ServiceSubscriberCellularProviders() override;
-  void SetCarriers(std::optional<CarrierDictionary> carriers);
+  std::optional<CarrierDictionary> ServiceSubscriberCellularProviders() override {
+    return carriers;
+  }
 
- private:
-  std::mutex mutex_;
-  std::optional<CarrierDictionary> carriers_;
+  std::optional<CarrierDictionary> carriers;
 };
 
 class FixedOperatingSystem final : public OperatingSystem {

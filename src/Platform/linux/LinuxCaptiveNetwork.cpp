@@ -110,29 +110,28 @@ std::optional<NetworkInfo> LinuxCaptiveNetwork::CopyCurrentNetworkInfo(
   control.cmd = CTRL_CMD_GETFAMILY;
   control.version = 1;
   static constexpr char kFamily[] = NL80211_GENL_NAME;
-  const auto family_reply = socket->Transact(NetlinkRequest(GENL_ID_CTRL, NLM_F_REQUEST)
-                                                 .FamilyHeader(control)
-                                                 .Attribute(CTRL_ATTR_FAMILY_NAME, kFamily,
-                                                            sizeof kFamily));
+  const auto family_reply =
+      socket->Transact(NetlinkRequest(GENL_ID_CTRL, NLM_F_REQUEST)
+                           .FamilyHeader(control)
+                           .Attribute(CTRL_ATTR_FAMILY_NAME, kFamily, sizeof kFamily));
   const std::optional<std::uint16_t> family =
       family_reply ? GenericFamilyIdOf(*family_reply) : std::nullopt;
   if (!family) return std::nullopt;  // no wireless stack in this kernel
 
   genlmsghdr command{};
   command.cmd = NL80211_CMD_GET_INTERFACE;
-  const auto interface_reply = socket->Transact(NetlinkRequest(*family, NLM_F_REQUEST)
-                                                    .FamilyHeader(command)
-                                                    .Attribute(NL80211_ATTR_IFINDEX, &index,
-                                                               sizeof index));
-  const std::optional<std::string> ssid =
-      interface_reply ? SsidOf(*interface_reply) : std::nullopt;
+  const auto interface_reply =
+      socket->Transact(NetlinkRequest(*family, NLM_F_REQUEST)
+                           .FamilyHeader(command)
+                           .Attribute(NL80211_ATTR_IFINDEX, &index, sizeof index));
+  const std::optional<std::string> ssid = interface_reply ? SsidOf(*interface_reply) : std::nullopt;
   if (!ssid) return std::nullopt;
 
   command.cmd = NL80211_CMD_GET_SCAN;
-  const auto scan_reply = socket->Transact(NetlinkRequest(*family, NLM_F_REQUEST | NLM_F_DUMP)
-                                               .FamilyHeader(command)
-                                               .Attribute(NL80211_ATTR_IFINDEX, &index,
-                                                          sizeof index));
+  const auto scan_reply =
+      socket->Transact(NetlinkRequest(*family, NLM_F_REQUEST | NLM_F_DUMP)
+                           .FamilyHeader(command)
+                           .Attribute(NL80211_ATTR_IFINDEX, &index, sizeof index));
   return MakeNetworkInfo(*ssid, scan_reply ? AssociatedBssidOf(*scan_reply) : std::nullopt);
 }
 

@@ -16,7 +16,8 @@ namespace rqb {
 // The interfaces under a sysfs class/net folder that are wireless (those
 // with a "wireless" or "phy80211" entry), sorted by name; nothing when the
 // folder cannot be read.
-std::optional<std::vector<std::string>> WirelessInterfacesIn(const std::filesystem::path& class_net);
+std::optional<std::vector<std::string>> WirelessInterfacesIn(
+    const std::filesystem::path& class_net);
 
 // The family id in a generic netlink controller's reply, if it holds one.
 std::optional<std::uint16_t> GenericFamilyIdOf(std::span<const std::uint8_t> reply);

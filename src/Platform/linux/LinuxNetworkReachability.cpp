@@ -26,17 +26,15 @@ constexpr std::uint8_t kPlatformInet6 = 30;
 
 // Link, address and route changes of both address families: anything that
 // can change which route the target takes.
-constexpr std::uint32_t kRoutingEventGroups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR |
-                                              RTMGRP_IPV6_IFADDR | RTMGRP_IPV4_ROUTE |
-                                              RTMGRP_IPV6_ROUTE;
+constexpr std::uint32_t kRoutingEventGroups =
+    RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE;
 
 void ReadNextHop(std::span<const std::uint8_t> multipath, RouteFacts& route) {
   const std::optional<rtnexthop> hop = ReadNetlinkValue<rtnexthop>(multipath);
   if (!hop || hop->rtnh_len < sizeof(rtnexthop) || hop->rtnh_len > multipath.size()) return;
   route.output_interface = static_cast<std::uint32_t>(hop->rtnh_ifindex);
-  for (const NetlinkAttribute& attribute :
-       SplitNetlinkAttributes(multipath.subspan(RTNH_ALIGN(sizeof(rtnexthop)),
-                                                hop->rtnh_len - RTNH_ALIGN(sizeof(rtnexthop))))) {
+  for (const NetlinkAttribute& attribute : SplitNetlinkAttributes(multipath.subspan(
+           RTNH_ALIGN(sizeof(rtnexthop)), hop->rtnh_len - RTNH_ALIGN(sizeof(rtnexthop))))) {
     if (attribute.type == RTA_GATEWAY || attribute.type == RTA_VIA) route.has_gateway = true;
   }
 }
@@ -76,9 +74,9 @@ std::optional<ReachabilityFlags> FlagsForAddress(const sockaddr_storage& address
     route = SelectDefaultRoute(ParseRouteReply(*reply));
   } else {
     const bool v4 = address.ss_family == AF_INET;
-    const void* bytes = v4 ? static_cast<const void*>(
-                                 &reinterpret_cast<const sockaddr_in&>(address).sin_addr)
-                           : &reinterpret_cast<const sockaddr_in6&>(address).sin6_addr;
+    const void* bytes =
+        v4 ? static_cast<const void*>(&reinterpret_cast<const sockaddr_in&>(address).sin_addr)
+           : &reinterpret_cast<const sockaddr_in6&>(address).sin6_addr;
     header.rtm_dst_len = v4 ? 32 : 128;
     reply = socket->Transact(NetlinkRequest(RTM_GETROUTE, NLM_F_REQUEST)
                                  .FamilyHeader(header)
@@ -87,7 +85,8 @@ std::optional<ReachabilityFlags> FlagsForAddress(const sockaddr_storage& address
     const std::vector<RouteFacts> routes = ParseRouteReply(*reply);
     if (!routes.empty()) route = routes.front();
   }
-  const bool cellular = route && route->output_interface && EgressIsCellular(*route->output_interface);
+  const bool cellular =
+      route && route->output_interface && EgressIsCellular(*route->output_interface);
   return FlagsForRoute(route, cellular);
 }
 
@@ -254,7 +253,8 @@ ReachabilityFlags FlagsForRoute(const std::optional<RouteFacts>& route, bool egr
   if (!route || (route->flags & RTNH_F_LINKDOWN) != 0) return 0;
   ReachabilityFlags flags = 0;
   if (route->type == RTN_LOCAL) {
-    flags = kReachabilityFlagReachable | kReachabilityFlagIsLocalAddress | kReachabilityFlagIsDirect;
+    flags =
+        kReachabilityFlagReachable | kReachabilityFlagIsLocalAddress | kReachabilityFlagIsDirect;
   } else if (route->type == RTN_UNICAST) {
     flags = kReachabilityFlagReachable;
     // A host route without a gateway: the target is on an attached network.

@@ -93,9 +93,9 @@ std::optional<std::vector<ModemFacts>> ReadModems() {
 
   sd_bus_error error = SD_BUS_ERROR_NULL;
   sd_bus_message* received = nullptr;
-  const int called = sd_bus_call_method(bus.get(), kService, kManagerPath,
-                                        "org.freedesktop.DBus.ObjectManager", "GetManagedObjects",
-                                        &error, &received, "");
+  const int called =
+      sd_bus_call_method(bus.get(), kService, kManagerPath, "org.freedesktop.DBus.ObjectManager",
+                         "GetManagedObjects", &error, &received, "");
   sd_bus_error_free(&error);
   if (called < 0) return std::nullopt;
   const Message reply(received);

@@ -60,8 +60,7 @@ NetlinkRequest::NetlinkRequest(std::uint16_t type, std::uint16_t flags) {
   Append(&header, sizeof header);
 }
 
-NetlinkRequest& NetlinkRequest::Attribute(std::uint16_t type, const void* data,
-                                          std::size_t size) {
+NetlinkRequest& NetlinkRequest::Attribute(std::uint16_t type, const void* data, std::size_t size) {
   nlattr header{};
   header.nla_len = static_cast<std::uint16_t>(NLA_HDRLEN + size);
   header.nla_type = type;
