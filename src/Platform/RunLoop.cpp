@@ -152,4 +152,35 @@ bool RunLoop::RunWhileNotStopped(RunLoopWaiter::Deadline deadline) {
   return stopped;
 }
 
+std::shared_ptr<RunLoop> ScheduledSource::loop() const {
+  std::lock_guard lock(mutex_);
+  return loop_;
+}
+
+bool ScheduledSource::Schedule(const std::shared_ptr<RunLoop>& loop, int fd,
+                               std::function<void()> on_readable) {
+  std::lock_guard lock(mutex_);
+  if (loop_) return false;
+  const RunLoop::SourceId source = loop->AddDescriptorSource(fd, std::move(on_readable));
+  if (source == 0) return false;
+  loop_ = loop;
+  source_ = source;
+  return true;
+}
+
+bool ScheduledSource::Unschedule(const RunLoop* loop) {
+  std::shared_ptr<RunLoop> scheduled_on;
+  RunLoop::SourceId source = 0;
+  {
+    std::lock_guard lock(mutex_);
+    if (!loop_ || (loop != nullptr && loop_.get() != loop)) return false;
+    scheduled_on = std::move(loop_);
+    source = std::exchange(source_, 0);
+  }
+  // Outside the lock: removal waits for a callback in progress, which may
+  // ask for loop().
+  scheduled_on->RemoveSource(source);
+  return true;
+}
+
 }  // namespace rqb

@@ -89,4 +89,31 @@ class RunLoop final {
   bool stop_requested_ = false;              // guarded by mutex_
 };
 
+// A descriptor source on at most one run loop at a time: the bookkeeping of
+// a provider that is scheduled on a loop and unscheduled later, possibly
+// from another thread. Every method may be called from any thread.
+class ScheduledSource final {
+ public:
+  ScheduledSource() = default;
+  ScheduledSource(const ScheduledSource&) = delete;
+  ScheduledSource& operator=(const ScheduledSource&) = delete;
+
+  // The loop it is on, or nullptr.
+  std::shared_ptr<RunLoop> loop() const;
+
+  // Puts `fd` on `loop` with `on_readable`. Returns false when the source is
+  // on a loop already or `loop` refuses it.
+  bool Schedule(const std::shared_ptr<RunLoop>& loop, int fd, std::function<void()> on_readable);
+
+  // Takes the source off `loop`, or off whatever loop it is on when `loop` is
+  // nullptr. Returns false when it is not there. Once this returns, the
+  // callback is not running on another thread and never runs again.
+  bool Unschedule(const RunLoop* loop);
+
+ private:
+  mutable std::mutex mutex_;
+  std::shared_ptr<RunLoop> loop_;  // guarded by mutex_
+  RunLoop::SourceId source_ = 0;   // guarded by mutex_
+};
+
 }  // namespace rqb

@@ -16,18 +16,8 @@ class FakeReachabilityTarget final : public ReachabilityTarget {
       : owner_(owner), changes_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
   ~FakeReachabilityTarget() override {
-    std::shared_ptr<RunLoop> loop;
-    RunLoop::SourceId source = 0;
-    {
-      std::lock_guard lock(mutex_);
-      loop = std::move(loop_);
-      source = source_;
-    }
-    if (loop) {
-      // Whoever owned the target forgot to unschedule it first.
-      owner_.Record("destroy while scheduled");
-      loop->RemoveSource(source);
-    }
+    // Whoever owned the target should have unscheduled it first.
+    if (scheduled_.Unschedule(nullptr)) owner_.Record("destroy while scheduled");
     owner_.Forget(this);
     close(changes_);
   }
@@ -48,24 +38,14 @@ class FakeReachabilityTarget final : public ReachabilityTarget {
       std::lock_guard lock(owner_.mutex_);
       if (owner_.refuse_scheduling_) return false;
     }
-    std::lock_guard lock(mutex_);
-    if (loop_) return loop_ == loop;
-    source_ = loop->AddDescriptorSource(changes_, [this] { OnChange(); });
-    loop_ = loop;
+    if (const std::shared_ptr<RunLoop> current = scheduled_.loop()) return current == loop;
+    if (!scheduled_.Schedule(loop, changes_, [this] { OnChange(); })) return false;
     owner_.Record("schedule");
     return true;
   }
 
   bool UnscheduleFromRunLoop(const RunLoop& loop) override {
-    std::shared_ptr<RunLoop> scheduled_on;
-    RunLoop::SourceId source = 0;
-    {
-      std::lock_guard lock(mutex_);
-      if (loop_.get() != &loop) return false;
-      scheduled_on = std::move(loop_);
-      source = std::exchange(source_, 0);
-    }
-    scheduled_on->RemoveSource(source);
+    if (!scheduled_.Unschedule(&loop)) return false;
     owner_.Record("unschedule");
     return true;
   }
@@ -91,8 +71,7 @@ class FakeReachabilityTarget final : public ReachabilityTarget {
   const int changes_;
   std::mutex mutex_;
   Callback callback_;
-  std::shared_ptr<RunLoop> loop_;
-  RunLoop::SourceId source_ = 0;
+  ScheduledSource scheduled_;
 };
 
 std::unique_ptr<ReachabilityTarget> FakeNetworkReachability::CreateWithName(std::string_view) {

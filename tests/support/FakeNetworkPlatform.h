@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "FakePlatform.h"
 #include "Platform/CaptiveNetwork.h"
 #include "Platform/NetworkReachability.h"
-#include "Platform/OperatingSystem.h"
 #include "Platform/Platform.h"
 #include "Platform/RunLoop.h"
 #include "Platform/Telephony.h"
@@ -81,16 +81,6 @@ class FakeTelephony final : public Telephony {
   }
 
   std::optional<CarrierDictionary> carriers;
-};
-
-class FixedOperatingSystem final : public OperatingSystem {
- public:
-  explicit FixedOperatingSystem(const char* version)
-      : version_(ParseOperatingSystemVersion(version)) {}
-  OperatingSystemVersion Version() const override { return version_; }
-
- private:
-  OperatingSystemVersion version_;
 };
 
 // The network fakes and a system version of 12.0, in force while it lives.

@@ -110,14 +110,7 @@ class LinuxReachabilityTarget final : public ReachabilityTarget {
   explicit LinuxReachabilityTarget(Destination destination)
       : destination_(std::move(destination)) {}
 
-  ~LinuxReachabilityTarget() override {
-    std::shared_ptr<RunLoop> loop;
-    {
-      std::lock_guard lock(mutex_);
-      loop = loop_;
-    }
-    if (loop) UnscheduleFromRunLoop(*loop);
-  }
+  ~LinuxReachabilityTarget() override { scheduled_.Unschedule(nullptr); }
 
   std::optional<ReachabilityFlags> GetFlags() override {
     if (const auto* address = std::get_if<sockaddr_storage>(&destination_)) {
@@ -133,33 +126,24 @@ class LinuxReachabilityTarget final : public ReachabilityTarget {
   }
 
   bool ScheduleWithRunLoop(const std::shared_ptr<RunLoop>& loop) override {
-    std::lock_guard lock(mutex_);
-    if (loop_) return loop_ == loop;
+    if (const std::shared_ptr<RunLoop> current = scheduled_.loop()) return current == loop;
     std::optional<NetlinkSocket> events = NetlinkSocket::Open(NETLINK_ROUTE, kRoutingEventGroups);
     if (!events) return false;
-    // Subscribed before the first reading, so that no change falls between.
-    last_flags_ = GetFlags();
-    const RunLoop::SourceId source =
-        loop->AddDescriptorSource(events->fd(), [this] { OnRoutingEvents(); });
-    if (source == 0) return false;
-    events_.emplace(std::move(*events));
-    loop_ = loop;
-    source_ = source;
-    return true;
+    const int fd = events->fd();
+    {
+      std::lock_guard lock(mutex_);
+      events_.emplace(std::move(*events));
+      // Subscribed before the first reading, so that no change falls between.
+      last_flags_ = GetFlags();
+    }
+    if (scheduled_.Schedule(loop, fd, [this] { OnRoutingEvents(); })) return true;
+    std::lock_guard lock(mutex_);
+    events_.reset();
+    return false;
   }
 
   bool UnscheduleFromRunLoop(const RunLoop& loop) override {
-    std::shared_ptr<RunLoop> scheduled_on;
-    RunLoop::SourceId source = 0;
-    {
-      std::lock_guard lock(mutex_);
-      if (loop_.get() != &loop) return false;
-      scheduled_on = std::move(loop_);
-      source = std::exchange(source_, 0);
-    }
-    // Outside the lock: removal waits for a callback in progress, which
-    // takes the lock.
-    scheduled_on->RemoveSource(source);
+    if (!scheduled_.Unschedule(&loop)) return false;
     std::lock_guard lock(mutex_);
     events_.reset();
     return true;
@@ -190,10 +174,10 @@ class LinuxReachabilityTarget final : public ReachabilityTarget {
   const Destination destination_;
   std::mutex mutex_;
   Callback callback_;                            // guarded by mutex_
-  std::shared_ptr<RunLoop> loop_;                // guarded by mutex_
-  RunLoop::SourceId source_ = 0;                 // guarded by mutex_
   std::optional<NetlinkSocket> events_;          // guarded by mutex_
   std::optional<ReachabilityFlags> last_flags_;  // guarded by mutex_
+  // Last, so that it is unscheduled before the members its callback uses go.
+  ScheduledSource scheduled_;
 };
 
 }  // namespace
