@@ -1,22 +1,14 @@
-#include "Platform/OperatingSystem.h"
-
 #include <gtest/gtest.h>
 
+#include "FakePlatform.h"
+#include "Platform/OperatingSystem.h"
 #include "Platform/Platform.h"
 #include "Platform/linux/LinuxOperatingSystem.h"
 
 namespace rqb {
 namespace {
 
-class FixedOperatingSystem final : public OperatingSystem {
- public:
-  explicit FixedOperatingSystem(const char* version)
-      : version_(ParseOperatingSystemVersion(version)) {}
-  OperatingSystemVersion Version() const override { return version_; }
-
- private:
-  OperatingSystemVersion version_;
-};
+using test::FixedOperatingSystem;
 
 bool RunningAtLeast(const char* running, OperatingSystemVersion required) {
   FixedOperatingSystem system(running);

@@ -1,10 +1,14 @@
 #include "DataHelpers/RQBDataHelperRegistry.h"
 
-#include <array>
 #include <span>
 
+#include "DataHelpers/RQB3GDataHelper.h"
+#include "DataHelpers/RQBCarrierDataHelper.h"
 #include "DataHelpers/RQBDataHelper.h"
 #include "DataHelpers/RQBLocationDataHelper.h"
+#include "DataHelpers/RQBSSIDDataHelper.h"
+#include "DataHelpers/RQBVoipDataHelper.h"
+#include "DataHelpers/RQBWifiDataHelper.h"
 
 namespace rqb {
 namespace {
@@ -22,8 +26,13 @@ std::unique_ptr<RQBDataHelper> Create() {
 // One entry per collector class, under the class's own name. The table is
 // explicit because self-registering statics vanish when a static library is
 // linked.
-constexpr std::array kDataHelperClasses = {
-    DataHelperClass{"RQBLocationDataHelper", Create<RQBLocationDataHelper>},
+constexpr DataHelperClass kDataHelperClasses[] = {
+    {"RQB3GDataHelper", &Create<RQB3GDataHelper>},
+    {"RQBCarrierDataHelper", &Create<RQBCarrierDataHelper>},
+    {"RQBLocationDataHelper", &Create<RQBLocationDataHelper>},
+    {"RQBSSIDDataHelper", &Create<RQBSSIDDataHelper>},
+    {"RQBVoipDataHelper", &Create<RQBVoipDataHelper>},
+    {"RQBWifiDataHelper", &Create<RQBWifiDataHelper>},
 };
 
 }  // namespace

@@ -34,6 +34,9 @@ ScopedPlatformOverride::ScopedPlatformOverride(const Platform& replacement)
   KeepUnset(platform_.operating_system, current.operating_system);
   KeepUnset(platform_.location, current.location);
   KeepUnset(platform_.calendar, current.calendar);
+  KeepUnset(platform_.network_reachability, current.network_reachability);
+  KeepUnset(platform_.captive_network, current.captive_network);
+  KeepUnset(platform_.telephony, current.telephony);
   g_override.store(&platform_, std::memory_order_release);
 }
 

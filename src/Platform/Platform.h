@@ -5,14 +5,17 @@
 
 namespace rqb {
 
+class CaptiveNetwork;
 class ClassLookup;
 class DeviceCalendar;
 class LocationServices;
 class LogSink;
 class MainQueue;
+class NetworkReachability;
 class OperatingSystem;
 class RandomSource;
 class TaskExecutor;
+class Telephony;
 class UrlSessionFactory;
 
 struct Platform {
@@ -29,6 +32,10 @@ struct Platform {
   LocationServices* location = nullptr;
   // Locale, week rules and time zone for the dates the library writes.
   DeviceCalendar* calendar = nullptr;
+  NetworkReachability* network_reachability = nullptr;
+  // The Wi-Fi interfaces and their networks.
+  CaptiveNetwork* captive_network = nullptr;
+  Telephony* telephony = nullptr;
 };
 
 // The real providers of the operating system the library was built for,

@@ -18,6 +18,7 @@
 #include "DataHelpers/RQBDataHelper.h"
 #include "Platform/ClassLookup.h"
 #include "Platform/LogSink.h"
+#include "Platform/OperatingSystem.h"
 #include "Platform/Platform.h"
 #include "Platform/TaskExecutor.h"
 #include "Platform/UrlSession.h"
@@ -120,6 +121,17 @@ class StubDataHelper final : public RQBDataHelper {
   std::optional<std::string> key_;
   std::optional<std::string> value_;
   std::function<void()> on_value_;
+};
+
+// A system that reports the version it was made with, e.g. "11.4".
+class FixedOperatingSystem final : public OperatingSystem {
+ public:
+  explicit FixedOperatingSystem(const char* version)
+      : version_(ParseOperatingSystemVersion(version)) {}
+  OperatingSystemVersion Version() const override { return version_; }
+
+ private:
+  OperatingSystemVersion version_;
 };
 
 // Puts a log recorder, a manual background queue, recorded URL sessions and

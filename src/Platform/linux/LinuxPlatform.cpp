@@ -7,9 +7,12 @@
 #include "Platform/linux/CurlUrlSession.h"
 #include "Platform/linux/LinuxDeviceCalendar.h"
 #include "Platform/linux/LinuxLocationServices.h"
+#include "Platform/linux/LinuxCaptiveNetwork.h"
 #include "Platform/linux/LinuxLogSink.h"
+#include "Platform/linux/LinuxNetworkReachability.h"
 #include "Platform/linux/LinuxOperatingSystem.h"
 #include "Platform/linux/LinuxRandomSource.h"
+#include "Platform/linux/LinuxTelephony.h"
 #include "Platform/linux/LinuxThreads.h"
 
 namespace rqb {
@@ -31,6 +34,9 @@ Platform* MakeLinuxPlatform() {
   platform->operating_system = new LinuxOperatingSystem();
   platform->location = new LinuxLocationServices();
   platform->calendar = new LinuxDeviceCalendar();
+  platform->network_reachability = new LinuxNetworkReachability();
+  platform->captive_network = new LinuxCaptiveNetwork();
+  platform->telephony = new LinuxTelephony();
   return platform;
 }
 

@@ -1,0 +1,142 @@
+#include "Platform/linux/LinuxTelephony.h"
+
+#include <systemd/sd-bus.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+
+namespace rqb {
+namespace {
+
+constexpr char kService[] = "org.freedesktop.ModemManager1";
+constexpr char kManagerPath[] = "/org/freedesktop/ModemManager1";
+constexpr std::string_view kModemInterface = "org.freedesktop.ModemManager1.Modem";
+constexpr std::string_view kModem3gppInterface = "org.freedesktop.ModemManager1.Modem.Modem3gpp";
+constexpr char kSimInterface[] = "org.freedesktop.ModemManager1.Sim";
+constexpr std::uint64_t kCallTimeoutUsec = 500'000;
+
+struct BusDeleter {
+  void operator()(sd_bus* bus) const { sd_bus_flush_close_unref(bus); }
+};
+struct MessageDeleter {
+  void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
+};
+using Bus = std::unique_ptr<sd_bus, BusDeleter>;
+using Message = std::unique_ptr<sd_bus_message, MessageDeleter>;
+
+// The text in a variant of type `type` ("s" or "o"); the variant is consumed
+// either way.
+std::optional<std::string> ReadVariantText(sd_bus_message* message, const char* type) {
+  if (sd_bus_message_enter_container(message, 'v', type) <= 0) {
+    sd_bus_message_skip(message, "v");
+    return std::nullopt;
+  }
+  const char* text = nullptr;
+  std::optional<std::string> result;
+  if (sd_bus_message_read_basic(message, type[0], &text) > 0 && text != nullptr) result = text;
+  sd_bus_message_exit_container(message);
+  return result;
+}
+
+// One object of GetManagedObjects' a{oa{sa{sv}}}: its interfaces and their
+// properties. Fills `modem` and tells whether the object is a modem.
+bool ReadManagedObject(sd_bus_message* reply, ModemFacts& modem, std::string& sim_path) {
+  bool is_modem = false;
+  if (sd_bus_message_enter_container(reply, 'a', "{sa{sv}}") <= 0) return false;
+  while (sd_bus_message_enter_container(reply, 'e', "sa{sv}") > 0) {
+    const char* interface_name = nullptr;
+    if (sd_bus_message_read_basic(reply, 's', &interface_name) <= 0) return false;
+    const std::string_view interface(interface_name);
+    is_modem = is_modem || interface == kModemInterface;
+    if (sd_bus_message_enter_container(reply, 'a', "{sv}") <= 0) return false;
+    while (sd_bus_message_enter_container(reply, 'e', "sv") > 0) {
+      const char* property_name = nullptr;
+      if (sd_bus_message_read_basic(reply, 's', &property_name) <= 0) return false;
+      const std::string_view property(property_name);
+      if (interface == kModemInterface && property == "Sim") {
+        sim_path = ReadVariantText(reply, "o").value_or("/");
+      } else if (interface == kModem3gppInterface && property == "OperatorName") {
+        modem.network_operator_name = ReadVariantText(reply, "s");
+      } else {
+        sd_bus_message_skip(reply, "v");
+      }
+      sd_bus_message_exit_container(reply);
+    }
+    sd_bus_message_exit_container(reply);
+    sd_bus_message_exit_container(reply);
+  }
+  sd_bus_message_exit_container(reply);
+  return is_modem;
+}
+
+std::optional<std::string> SimOperatorName(sd_bus* bus, const std::string& sim_path) {
+  if (sim_path.empty() || sim_path == "/") return std::nullopt;
+  sd_bus_error error = SD_BUS_ERROR_NULL;
+  char* name = nullptr;
+  std::optional<std::string> result;
+  if (sd_bus_get_property_string(bus, kService, sim_path.c_str(), kSimInterface, "OperatorName",
+                                 &error, &name) >= 0 &&
+      name != nullptr) {
+    result = name;
+  }
+  std::free(name);
+  sd_bus_error_free(&error);
+  return result;
+}
+
+std::optional<std::vector<ModemFacts>> ReadModems() {
+  sd_bus* opened = nullptr;
+  if (sd_bus_open_system(&opened) < 0) return std::nullopt;
+  const Bus bus(opened);
+  sd_bus_set_method_call_timeout(bus.get(), kCallTimeoutUsec);
+
+  sd_bus_error error = SD_BUS_ERROR_NULL;
+  sd_bus_message* received = nullptr;
+  const int called =
+      sd_bus_call_method(bus.get(), kService, kManagerPath, "org.freedesktop.DBus.ObjectManager",
+                         "GetManagedObjects", &error, &received, "");
+  sd_bus_error_free(&error);
+  if (called < 0) return std::nullopt;
+  const Message reply(received);
+
+  std::vector<ModemFacts> modems;
+  if (sd_bus_message_enter_container(reply.get(), 'a', "{oa{sa{sv}}}") <= 0) return std::nullopt;
+  while (sd_bus_message_enter_container(reply.get(), 'e', "oa{sa{sv}}") > 0) {
+    const char* path = nullptr;
+    if (sd_bus_message_read_basic(reply.get(), 'o', &path) <= 0) return std::nullopt;
+    ModemFacts modem{path, std::nullopt, std::nullopt};
+    std::string sim_path;
+    if (ReadManagedObject(reply.get(), modem, sim_path)) {
+      modem.sim_operator_name = SimOperatorName(bus.get(), sim_path);
+      modems.push_back(std::move(modem));
+    }
+    sd_bus_message_exit_container(reply.get());
+  }
+  return modems;
+}
+
+std::optional<std::string> NonEmpty(const std::optional<std::string>& text) {
+  return text && !text->empty() ? text : std::nullopt;
+}
+
+}  // namespace
+
+CarrierDictionary CarriersOfModems(const std::vector<ModemFacts>& modems) {
+  CarrierDictionary carriers;
+  for (const ModemFacts& modem : modems) {
+    Carrier carrier;
+    carrier.carrier_name = NonEmpty(modem.sim_operator_name);
+    if (!carrier.carrier_name) carrier.carrier_name = NonEmpty(modem.network_operator_name);
+    carriers.emplace_back(modem.object_path, std::move(carrier));
+  }
+  return carriers;
+}
+
+std::optional<CarrierDictionary> LinuxTelephony::ServiceSubscriberCellularProviders() {
+  const std::optional<std::vector<ModemFacts>> modems = ReadModems();
+  if (!modems) return std::nullopt;
+  return CarriersOfModems(*modems);
+}
+
+}  // namespace rqb
