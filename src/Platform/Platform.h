@@ -5,13 +5,20 @@
 
 namespace rqb {
 
+class Accessibility;
+class ApplicationServices;
 class ClassLookup;
+class Device;
+class FileSystem;
+class LibraryBundle;
 class LogSink;
 class MainQueue;
 class OperatingSystem;
+class Preferences;
 class RandomSource;
 class TaskExecutor;
 class UrlSessionFactory;
+class UserLocale;
 
 struct Platform {
   LogSink* log = nullptr;
@@ -24,6 +31,13 @@ struct Platform {
   // Collector classes by name.
   ClassLookup* classes = nullptr;
   OperatingSystem* operating_system = nullptr;
+  Device* device = nullptr;
+  Accessibility* accessibility = nullptr;
+  UserLocale* locale = nullptr;
+  LibraryBundle* library_bundle = nullptr;
+  FileSystem* file_system = nullptr;
+  Preferences* preferences = nullptr;
+  ApplicationServices* application = nullptr;
 };
 
 // The real providers of the operating system the library was built for,

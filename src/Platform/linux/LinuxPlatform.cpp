@@ -5,10 +5,17 @@
 #include "Platform/MainQueue.h"
 #include "Platform/ThreadPool.h"
 #include "Platform/linux/CurlUrlSession.h"
+#include "Platform/linux/LinuxAccessibility.h"
+#include "Platform/linux/LinuxApplicationServices.h"
+#include "Platform/linux/LinuxDevice.h"
+#include "Platform/linux/LinuxFileSystem.h"
+#include "Platform/linux/LinuxLibraryBundle.h"
 #include "Platform/linux/LinuxLogSink.h"
 #include "Platform/linux/LinuxOperatingSystem.h"
+#include "Platform/linux/LinuxPreferences.h"
 #include "Platform/linux/LinuxRandomSource.h"
 #include "Platform/linux/LinuxThreads.h"
+#include "Platform/linux/LinuxUserLocale.h"
 
 namespace rqb {
 namespace {
@@ -27,6 +34,13 @@ Platform* MakeLinuxPlatform() {
   platform->url_sessions = new CurlUrlSessionFactory();
   platform->classes = new RegistryClassLookup();
   platform->operating_system = new LinuxOperatingSystem();
+  platform->device = new LinuxDevice();
+  platform->accessibility = new LinuxAccessibility();
+  platform->locale = new LinuxUserLocale();
+  platform->library_bundle = new LinuxLibraryBundle();
+  platform->file_system = new LinuxFileSystem();
+  platform->preferences = new LinuxPreferences(DefaultPreferencesPath());
+  platform->application = new LinuxApplicationServices();
   return platform;
 }
 
