@@ -1,6 +1,7 @@
 // The jailbreak collector's probes against a fake file system.
 #include <gtest/gtest.h>
 
+#include "DataHelpers/RQBDataHelperRegistry.h"
 #include "DataHelpers/RQBJailBreakDataHelper.h"
 #include "FakeDevicePlatform.h"
 
@@ -36,6 +37,12 @@ TEST_F(JailBreakDataHelper, StopsAtTheFirstPathThatExists) {
   EXPECT_EQ(RQBJailBreakingDataHelper().getValue(), "true");
   EXPECT_EQ(fakes_.file_system.probed_paths, kProbedInOrder);
   EXPECT_TRUE(fakes_.application.asked_urls.empty());
+}
+
+TEST_F(JailBreakDataHelper, ExistsUnderItsClassNameOnlySoRunsNeverAskIt) {
+  const RegistryClassLookup table;
+  EXPECT_EQ(table.CreateDataHelper("RQBJailBreakingDataHelper")->getKey(), "JailBroken");
+  EXPECT_EQ(table.CreateDataHelper("RQBJailBreakDataHelper"), nullptr);
 }
 
 }  // namespace

@@ -2,7 +2,9 @@
 // application providers, preset to the values of one well-known phone.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -30,24 +32,30 @@ class FakeDevice final : public Device {
   std::optional<std::string> Name() const override { return name; }
   std::optional<std::string> IdentifierForVendor() const override { return vendor_identifier; }
   bool IsBatteryMonitoringEnabled() const override { return battery_monitoring; }
-  void SetBatteryMonitoringEnabled(bool enabled) override;
-  long BatteryState() const override;
-  float BatteryLevel() const override;
-  int QueryMachineName(char* buffer, std::size_t* length) const override;
+  void SetBatteryMonitoringEnabled(bool enabled) override {
+    battery_monitoring = enabled;
+    monitoring_switches.push_back(enabled);
+  }
+  // While monitoring is off the device reads unknown and -1.0, as a real one does.
+  long BatteryState() const override { return battery_monitoring ? battery_state : 0; }
+  float BatteryLevel() const override { return battery_monitoring ? battery_level : -1.0f; }
+  // Copies as much of `machine` and its terminator as fits, like the system
+  // call; when `machine_query_fails`, writes nothing.
+  int QueryMachineName(char* buffer, std::size_t* length) const override {
+    if (machine_query_fails) return -1;
+    *length = std::min(machine.size() + 1, *length);
+    std::memcpy(buffer, machine.c_str(), *length);
+    return *length == machine.size() + 1 ? 0 : -1;
+  }
 
   std::optional<std::string> system_name = "iOS";
   std::optional<std::string> system_version = "14.3";
   std::optional<std::string> name = "Office iPhone";
   std::optional<std::string> vendor_identifier = "0F4C3E2A-7B1D-4E55-9A7E-3C2D1B0A9F88";
-  // What the battery reads while monitoring is on; while it is off the
-  // device reads unknown and -1.0, as a real one does.
   long battery_state = kBatteryStateCharging;
   float battery_level = 0.5f;
   bool battery_monitoring = false;
-  // Every value the monitoring switch was set to, in order.
-  std::vector<bool> monitoring_switches;
-  // The query copies as much of `machine` and its terminator as fits; when
-  // `machine_query_fails`, it writes nothing and returns -1.
+  std::vector<bool> monitoring_switches;  // every value the switch was set to
   std::string machine = "iPhone12,1";
   bool machine_query_fails = false;
 };
@@ -60,11 +68,8 @@ class FakeAccessibility final : public Accessibility {
   bool IsMonoAudioEnabled() const override { return mono_audio; }
   bool IsVoiceOverRunning() const override { return voice_over; }
 
-  bool closed_captioning = false;
-  bool guided_access = false;
-  bool invert_colors = false;
-  bool mono_audio = false;
-  bool voice_over = false;
+  bool closed_captioning = false, guided_access = false, invert_colors = false, mono_audio = false,
+       voice_over = false;
 };
 
 class FakeUserLocale final : public UserLocale {
@@ -73,68 +78,78 @@ class FakeUserLocale final : public UserLocale {
   std::optional<std::string> CountryCode() const override { return country_code; }
   std::vector<std::string> PreferredLanguages() const override { return preferred_languages; }
 
-  std::optional<std::string> language_code = "en";
-  std::optional<std::string> country_code = "US";
+  std::optional<std::string> language_code = "en", country_code = "US";
   std::vector<std::string> preferred_languages = {"en-US"};
 };
 
 class FakeLibraryBundle final : public LibraryBundle {
  public:
   std::optional<std::string> Version() const override { return version; }
-
   std::optional<std::string> version = "9.8.7";
 };
 
 class FakeFileSystem final : public FileSystem {
  public:
   std::optional<std::string> DocumentsDirectory() const override { return documents_directory; }
-  std::optional<std::uint64_t> FreeBytes(const std::string& path) const override;
-  bool Exists(const std::string& path) const override;
+  // Paths without an entry in `free_bytes` cannot be examined.
+  std::optional<std::uint64_t> FreeBytes(const std::string& path) const override {
+    const auto found = free_bytes.find(path);
+    return found != free_bytes.end() ? std::optional(found->second) : std::nullopt;
+  }
+  bool Exists(const std::string& path) const override {
+    probed_paths.push_back(path);
+    return existing_paths.contains(path);
+  }
 
   std::optional<std::string> documents_directory = "/var/mobile/Documents";
-  // Free bytes by path; other paths cannot be examined.
   std::map<std::string, std::uint64_t> free_bytes = {{"/var/mobile/Documents", 52234567680}};
   std::set<std::string> existing_paths;
-  // Every path asked about, in order.
-  mutable std::vector<std::string> probed_paths;
+  mutable std::vector<std::string> probed_paths;  // in the order asked
 };
 
 class FakePreferences final : public Preferences {
  public:
-  std::optional<PreferenceObject> ObjectForKey(std::string_view key) override;
-  void SetString(std::string_view key, std::string_view value) override;
-  bool Synchronize() override;
-  std::optional<std::vector<std::string>> MergedListForKey(std::string_view key) override;
+  std::optional<PreferenceObject> ObjectForKey(std::string_view key) override {
+    const auto found = entries.find(key);
+    return found != entries.end() ? std::optional(found->second) : std::nullopt;
+  }
+  void SetString(std::string_view key, std::string_view value) override {
+    entries.insert_or_assign(std::string(key), std::string(value));
+  }
+  bool Synchronize() override {
+    written = entries;
+    return true;
+  }
+  std::optional<std::vector<std::string>> MergedListForKey(std::string_view key) override {
+    const auto found = merged_lists.find(key);
+    return found != merged_lists.end() ? std::optional(found->second) : std::nullopt;
+  }
 
   std::map<std::string, PreferenceObject, std::less<>> entries = {
       {"DeviceGeneratedId", "0F6E5D4C-3B2A-4918-8765-43210FEDCBA9"}};
+  std::map<std::string, PreferenceObject, std::less<>> written;  // as of the last Synchronize()
   std::map<std::string, std::vector<std::string>, std::less<>> merged_lists = {
       {"AppleKeyboards", {"en_US@sw=QWERTY;hw=Automatic", "emoji@sw=Emoji"}}};
-  int strings_set = 0;
-  int synchronizations = 0;
-  // Entries as they were at the last Synchronize().
-  std::map<std::string, PreferenceObject, std::less<>> written;
 };
 
 class FakeApplicationServices final : public ApplicationServices {
  public:
-  std::optional<std::string> AdvertisingIdentifier() const override {
-    return advertising_identifier;
-  }
+  std::optional<std::string> AdvertisingIdentifier() const override { return advertising_id; }
   bool CanMakePayments() const override { return can_make_payments; }
-  bool CanOpenUrl(const std::string& url) const override;
+  bool CanOpenUrl(const std::string& url) const override {
+    asked_urls.push_back(url);
+    return handled_schemes.contains(url.substr(0, url.find(':')));
+  }
 
-  std::optional<std::string> advertising_identifier = "E621E1F8-C36C-495A-93FC-0C247A3E6E5F";
+  std::optional<std::string> advertising_id = "E621E1F8-C36C-495A-93FC-0C247A3E6E5F";
   bool can_make_payments = true;
   std::set<std::string> handled_schemes;
-  // Every URL asked about, in order.
-  mutable std::vector<std::string> asked_urls;
+  mutable std::vector<std::string> asked_urls;  // in the order asked
 };
 
 class FakeOperatingSystem final : public OperatingSystem {
  public:
   OperatingSystemVersion Version() const override { return version; }
-
   OperatingSystemVersion version = {14, 3, 0};
 };
 
@@ -143,7 +158,18 @@ class FakeOperatingSystem final : public OperatingSystem {
 // force. Out of the box the collectors report the values of one run on a
 // phone charging at 50 per cent with system 14.3.
 struct FakeDevicePlatform {
-  Platform platform();
+  Platform platform() {
+    Platform fakes;
+    fakes.device = &device;
+    fakes.accessibility = &accessibility;
+    fakes.locale = &locale;
+    fakes.library_bundle = &library_bundle;
+    fakes.file_system = &file_system;
+    fakes.preferences = &preferences;
+    fakes.application = &application;
+    fakes.operating_system = &operating_system;
+    return fakes;
+  }
 
   FakeDevice device;
   FakeAccessibility accessibility;
@@ -168,7 +194,10 @@ class DevicePlatformTest : public PlatformTest {
 class TemporaryDirectory {
  public:
   TemporaryDirectory();
-  ~TemporaryDirectory();
+  ~TemporaryDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
   TemporaryDirectory(const TemporaryDirectory&) = delete;
   TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 

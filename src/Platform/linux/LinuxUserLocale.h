@@ -11,10 +11,10 @@ namespace rqb {
 
 // The locale variables of a process; empty when unset.
 struct LocaleEnvironment {
-  std::string language;  // LANGUAGE, gettext's colon-separated list
-  std::string lc_all;
-  std::string lc_messages;
-  std::string lang;
+  std::string language = {};  // LANGUAGE, gettext's colon-separated list
+  std::string lc_all = {};
+  std::string lc_messages = {};
+  std::string lang = {};
 };
 
 struct LocaleReading {
