@@ -3,7 +3,7 @@
 #include "FakePlatform.h"
 #include "Platform/OperatingSystem.h"
 #include "Platform/Platform.h"
-#include "Platform/linux/LinuxOperatingSystem.h"
+#include "Platform/linux/OsRelease.h"
 
 namespace rqb {
 namespace {

@@ -37,6 +37,13 @@ ScopedPlatformOverride::ScopedPlatformOverride(const Platform& replacement)
   KeepUnset(platform_.network_reachability, current.network_reachability);
   KeepUnset(platform_.captive_network, current.captive_network);
   KeepUnset(platform_.telephony, current.telephony);
+  KeepUnset(platform_.device, current.device);
+  KeepUnset(platform_.accessibility, current.accessibility);
+  KeepUnset(platform_.locale, current.locale);
+  KeepUnset(platform_.library_bundle, current.library_bundle);
+  KeepUnset(platform_.file_system, current.file_system);
+  KeepUnset(platform_.preferences, current.preferences);
+  KeepUnset(platform_.application, current.application);
   g_override.store(&platform_, std::memory_order_release);
 }
 

@@ -9,14 +9,22 @@ class CaptiveNetwork;
 class ClassLookup;
 class DeviceCalendar;
 class LocationServices;
+class Accessibility;
+class ApplicationServices;
+class ClassLookup;
+class Device;
+class FileSystem;
+class LibraryBundle;
 class LogSink;
 class MainQueue;
 class NetworkReachability;
 class OperatingSystem;
+class Preferences;
 class RandomSource;
 class TaskExecutor;
 class Telephony;
 class UrlSessionFactory;
+class UserLocale;
 
 struct Platform {
   LogSink* log = nullptr;
@@ -36,6 +44,13 @@ struct Platform {
   // The Wi-Fi interfaces and their networks.
   CaptiveNetwork* captive_network = nullptr;
   Telephony* telephony = nullptr;
+  Device* device = nullptr;
+  Accessibility* accessibility = nullptr;
+  UserLocale* locale = nullptr;
+  LibraryBundle* library_bundle = nullptr;
+  FileSystem* file_system = nullptr;
+  Preferences* preferences = nullptr;
+  ApplicationServices* application = nullptr;
 };
 
 // The real providers of the operating system the library was built for,

@@ -8,12 +8,19 @@
 #include "Platform/linux/LinuxDeviceCalendar.h"
 #include "Platform/linux/LinuxLocationServices.h"
 #include "Platform/linux/LinuxCaptiveNetwork.h"
+#include "Platform/linux/LinuxAccessibility.h"
+#include "Platform/linux/LinuxApplicationServices.h"
+#include "Platform/linux/LinuxDevice.h"
+#include "Platform/linux/LinuxFileSystem.h"
+#include "Platform/linux/LinuxLibraryBundle.h"
 #include "Platform/linux/LinuxLogSink.h"
 #include "Platform/linux/LinuxNetworkReachability.h"
 #include "Platform/linux/LinuxOperatingSystem.h"
+#include "Platform/linux/LinuxPreferences.h"
 #include "Platform/linux/LinuxRandomSource.h"
 #include "Platform/linux/LinuxTelephony.h"
 #include "Platform/linux/LinuxThreads.h"
+#include "Platform/linux/LinuxUserLocale.h"
 
 namespace rqb {
 namespace {
@@ -37,6 +44,13 @@ Platform* MakeLinuxPlatform() {
   platform->network_reachability = new LinuxNetworkReachability();
   platform->captive_network = new LinuxCaptiveNetwork();
   platform->telephony = new LinuxTelephony();
+  platform->device = new LinuxDevice();
+  platform->accessibility = new LinuxAccessibility();
+  platform->locale = new LinuxUserLocale();
+  platform->library_bundle = new LinuxLibraryBundle();
+  platform->file_system = new LinuxFileSystem();
+  platform->preferences = new LinuxPreferences(DefaultPreferencesPath());
+  platform->application = new LinuxApplicationServices();
   return platform;
 }
 

@@ -1,0 +1,10 @@
+// "ClosedCaptioningEnabled": "true" or "false".
+#pragma once
+
+#include "DataHelpers/RQBDataHelper.h"
+
+class RQB_EXPORT RQBClosedCaptionDataHelper final : public RQBDataHelper {
+ public:
+  std::optional<std::string> getKey() override;
+  std::optional<std::string> getValue() override;
+};

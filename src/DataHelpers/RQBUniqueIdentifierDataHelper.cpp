@@ -1,0 +1,32 @@
+#include "DataHelpers/RQBUniqueIdentifierDataHelper.h"
+
+#include "Platform/Platform.h"
+#include "Platform/Uuid.h"
+#include "RQBehavior/RQBConstants.h"
+
+std::optional<std::string> RQBUniqueIdentifierDataHelper::getKey() {
+  return RQBVARDeviceGeneratedId;
+}
+
+std::optional<std::string> RQBUniqueIdentifierDataHelper::getValue() {
+  // Whatever non-empty text is stored is the identifier, unchecked. An empty
+  // entry, or one that is not text, is replaced.
+  const std::optional<rqb::PreferenceObject> stored = getkeyFromUserData();
+  const std::string* text = stored ? std::get_if<std::string>(&*stored) : nullptr;
+  if (text != nullptr && !text->empty()) return *text;
+  return genUserDataKey();
+}
+
+std::optional<rqb::PreferenceObject> RQBUniqueIdentifierDataHelper::getkeyFromUserData() {
+  return rqb::CurrentPlatform().preferences->ObjectForKey(RQBVARDeviceGeneratedId);
+}
+
+std::string RQBUniqueIdentifierDataHelper::genUserDataKey() {
+  rqb::Preferences& preferences = *rqb::CurrentPlatform().preferences;
+  std::string identifier = rqb::NewUuidString();
+  preferences.SetString(RQBVARDeviceGeneratedId, identifier);
+  // A failed write is not reported: this process keeps the identifier, and
+  // the next process makes another one.
+  preferences.Synchronize();
+  return identifier;
+}

@@ -1,0 +1,165 @@
+#include "Platform/linux/LinuxDevice.h"
+
+#include <limits.h>
+#include <openssl/evp.h>
+#include <openssl/hmac.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <filesystem>
+#include <vector>
+
+#include "Platform/Uuid.h"
+#include "Platform/linux/LinuxEnvironment.h"
+#include "Platform/linux/OsRelease.h"
+#include "Utils/Text/Utf8.h"
+
+namespace rqb {
+namespace {
+
+constexpr const char* kPowerSupplyRoot = "/sys/class/power_supply";
+constexpr std::array<const char*, 2> kMachineIdFiles = {"/etc/machine-id",
+                                                        "/var/lib/dbus/machine-id"};
+// Binds the derived identifier to this use, so that it matches no other value
+// derived from the same machine identifier.
+constexpr std::string_view kVendorIdentifierLabel = "RQBehavior identifier for vendor\n";
+
+// A sysfs attribute's text without its trailing newline; "" when unreadable.
+std::string ReadAttribute(const std::filesystem::path& path) {
+  std::string text = ReadTextFile(path);
+  while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
+  return text;
+}
+
+std::optional<double> ReadNumber(const std::filesystem::path& path) {
+  const std::string text = ReadAttribute(path);
+  double value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size() || text.empty()) return std::nullopt;
+  return value;
+}
+
+std::optional<float> ReadLevel(const std::filesystem::path& supply) {
+  if (const std::optional<double> capacity = ReadNumber(supply / "capacity")) {
+    return static_cast<float>(std::clamp(*capacity, 0.0, 100.0)) / 100.0f;
+  }
+  for (const char* kind : {"energy", "charge"}) {
+    const std::optional<double> now = ReadNumber(supply / (std::string(kind) + "_now"));
+    const std::optional<double> full = ReadNumber(supply / (std::string(kind) + "_full"));
+    if (now && full && *full > 0) return static_cast<float>(std::clamp(*now / *full, 0.0, 1.0));
+  }
+  return std::nullopt;
+}
+
+long StateOfStatus(std::string_view status) {
+  if (status == "Discharging") return kBatteryStateUnplugged;
+  if (status == "Charging" || status == "Not charging") return kBatteryStateCharging;
+  if (status == "Full") return kBatteryStateFull;
+  return kBatteryStateUnknown;
+}
+
+std::optional<std::array<unsigned char, 16>> ParseMachineId(std::string_view text) {
+  while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.remove_suffix(1);
+  if (text.size() != 32) return std::nullopt;
+  std::array<unsigned char, 16> bytes{};
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const auto [end, error] =
+        std::from_chars(text.data() + 2 * i, text.data() + 2 * i + 2, bytes[i], 16);
+    if (error != std::errc() || end != text.data() + 2 * i + 2) return std::nullopt;
+  }
+  return bytes;
+}
+
+std::optional<std::string> NonEmptyText(std::string text) {
+  if (text.empty()) return std::nullopt;
+  return TextOrNil(std::move(text));
+}
+
+}  // namespace
+
+BatteryReading ReadBattery(const std::string& power_supply_root) {
+  std::error_code error;
+  std::vector<std::filesystem::path> supplies;
+  for (const auto& entry : std::filesystem::directory_iterator(power_supply_root, error)) {
+    supplies.push_back(entry.path());
+  }
+  std::sort(supplies.begin(), supplies.end());
+  for (const std::filesystem::path& supply : supplies) {
+    if (ReadAttribute(supply / "type") != "Battery") continue;
+    if (ReadAttribute(supply / "present") == "0") continue;
+    if (ReadAttribute(supply / "scope") == "Device") continue;
+    return {StateOfStatus(ReadAttribute(supply / "status")), ReadLevel(supply).value_or(-1.0f)};
+  }
+  return {};
+}
+
+std::optional<std::string> VendorIdentifier(std::string_view machine_id,
+                                            std::string_view application) {
+  const std::optional<std::array<unsigned char, 16>> key = ParseMachineId(machine_id);
+  if (!key) return std::nullopt;
+  std::string message(kVendorIdentifierLabel);
+  message += application;
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned int digest_length = 0;
+  if (HMAC(EVP_sha256(), key->data(), static_cast<int>(key->size()),
+           reinterpret_cast<const unsigned char*>(message.data()), message.size(), digest,
+           &digest_length) == nullptr ||
+      digest_length < 16) {
+    return std::nullopt;
+  }
+  std::array<std::uint8_t, 16> bytes;
+  std::copy_n(digest, bytes.size(), bytes.begin());
+  return FormatUuidV4(bytes);
+}
+
+std::optional<std::string> LinuxDevice::SystemName() const {
+  return NonEmptyText(ReadRunningSystem().name);
+}
+
+std::optional<std::string> LinuxDevice::SystemVersion() const {
+  return NonEmptyText(ReadRunningSystem().version);
+}
+
+std::optional<std::string> LinuxDevice::Name() const {
+  char name[HOST_NAME_MAX + 1] = {};
+  if (gethostname(name, sizeof name - 1) != 0) return std::nullopt;
+  return NonEmptyText(name);
+}
+
+std::optional<std::string> LinuxDevice::IdentifierForVendor() const {
+  for (const char* path : kMachineIdFiles) {
+    const std::string text = ReadTextFile(path);
+    if (!text.empty()) return VendorIdentifier(text, ApplicationName());
+  }
+  return std::nullopt;
+}
+
+bool LinuxDevice::IsBatteryMonitoringEnabled() const { return battery_monitoring_.load(); }
+
+void LinuxDevice::SetBatteryMonitoringEnabled(bool enabled) { battery_monitoring_.store(enabled); }
+
+long LinuxDevice::BatteryState() const {
+  if (!battery_monitoring_.load()) return kBatteryStateUnknown;
+  return ReadBattery(kPowerSupplyRoot).state;
+}
+
+float LinuxDevice::BatteryLevel() const {
+  if (!battery_monitoring_.load()) return -1.0f;
+  return ReadBattery(kPowerSupplyRoot).level;
+}
+
+int LinuxDevice::QueryMachineName(char* buffer, std::size_t* length) const {
+  utsname names{};
+  if (uname(&names) != 0) return -1;
+  const std::size_t needed = std::strlen(names.machine) + 1;
+  const std::size_t written = std::min(needed, *length);
+  std::memcpy(buffer, names.machine, written);
+  *length = written;
+  return written == needed ? 0 : -1;
+}
+
+}  // namespace rqb

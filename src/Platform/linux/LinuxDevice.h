@@ -1,0 +1,60 @@
+// The device on Linux: the running system, the host name, an identifier
+// derived from the machine identifier, the battery in sysfs and uname's
+// machine name.
+#pragma once
+
+#include <atomic>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Platform/Device.h"
+
+namespace rqb {
+
+struct BatteryReading {
+  long state = kBatteryStateUnknown;
+  float level = -1.0f;
+};
+
+// The battery below `power_supply_root`, a folder laid out like
+// /sys/class/power_supply: one folder per supply with the attribute files
+// "type", "status", "capacity" and so on. The first supply of type "Battery"
+// in name order counts, leaving out empty slots ("present" 0) and the
+// batteries of peripherals ("scope" Device). Status "Discharging" is
+// unplugged, "Charging" and "Not charging" (plugged in, held below full) are
+// charging, "Full" is full. The level is "capacity" in per cent, else the
+// ratio of energy_now to energy_full or of charge_now to charge_full. No
+// battery, or an attribute that cannot be read: unknown state, level -1.0.
+BatteryReading ReadBattery(const std::string& power_supply_root);
+
+// The identifier for `application` on the machine whose machine-id(5) file
+// holds `machine_id`: an HMAC-SHA256 keyed with the machine identifier, shaped
+// as an upper-case version-4 UUID text, so that it is stable per machine and
+// application and the machine identifier cannot be read back from it.
+// Nothing when `machine_id` is not 32 hexadecimal digits (a missing file, or
+// "uninitialized" during first boot).
+std::optional<std::string> VendorIdentifier(std::string_view machine_id,
+                                            std::string_view application);
+
+class LinuxDevice final : public Device {
+ public:
+  std::optional<std::string> SystemName() const override;
+  std::optional<std::string> SystemVersion() const override;
+  // The host name.
+  std::optional<std::string> Name() const override;
+  // VendorIdentifier() of /etc/machine-id and ApplicationName().
+  std::optional<std::string> IdentifierForVendor() const override;
+  bool IsBatteryMonitoringEnabled() const override;
+  void SetBatteryMonitoringEnabled(bool enabled) override;
+  // ReadBattery() of /sys/class/power_supply while monitoring is on.
+  long BatteryState() const override;
+  float BatteryLevel() const override;
+  // uname(2)'s machine, e.g. "x86_64".
+  int QueryMachineName(char* buffer, std::size_t* length) const override;
+
+ private:
+  std::atomic<bool> battery_monitoring_{false};
+};
+
+}  // namespace rqb

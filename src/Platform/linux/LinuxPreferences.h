@@ -1,0 +1,57 @@
+// The application's preferences on Linux: one JSON file per application.
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/Preferences.h"
+
+namespace rqb {
+
+// The keyboard layouts that a keyboard configuration file (Debian's
+// /etc/default/keyboard, systemd's /etc/vconsole.conf) sets up, in XKB's
+// "layout(variant)" notation: XKBLAYOUT="us,de" with XKBVARIANT=",nodeadkeys"
+// gives "us" and "de(nodeadkeys)". Nothing when the file sets no layout.
+std::optional<std::vector<std::string>> KeyboardLayouts(std::string_view keyboard_config);
+
+// $XDG_CONFIG_HOME/rqbehavior/<ApplicationName()>.json; "" without a home.
+std::string DefaultPreferencesPath();
+
+// A JSON object in the file at `path`, one member per entry; string members
+// are text entries and every other member is kept as it is but reads as
+// non-text. The file is written whole: a temporary file in the same folder,
+// fsync, rename, mode 0600, under an exclusive flock(2) on "<path>.lock" so
+// that processes sharing the file never lose each other's entries. Reads
+// take the file as it stands, which rename keeps whole.
+//
+// A file that is not a JSON object (or is over 1 MiB, or nested deeper than
+// 32 levels) reads as empty, and the next write first renames it to
+// "<path>.corrupt", so its bytes are kept for whoever can repair them. A file
+// that exists but cannot be read also reads as empty, and is never replaced:
+// writes fail until it can be read.
+//
+// The merged view's system-wide part holds one entry, "AppleKeyboards": the
+// KeyboardLayouts() of the first of `keyboard_configs` that sets a layout.
+class LinuxPreferences final : public Preferences {
+ public:
+  explicit LinuxPreferences(std::string path, std::vector<std::string> keyboard_configs = {
+                                                  "/etc/default/keyboard", "/etc/vconsole.conf"});
+
+  std::optional<PreferenceObject> ObjectForKey(std::string_view key) override;
+  void SetString(std::string_view key, std::string_view value) override;
+  bool Synchronize() override;
+  std::optional<std::vector<std::string>> MergedListForKey(std::string_view key) override;
+
+ private:
+  const std::string path_;
+  const std::vector<std::string> keyboard_configs_;
+  std::mutex mutex_;
+  // Texts set but not yet written, by key.
+  std::map<std::string, std::string, std::less<>> pending_;  // guarded by mutex_
+};
+
+}  // namespace rqb

@@ -1,0 +1,52 @@
+#include "Platform/linux/OsRelease.h"
+
+#include <sys/utsname.h>
+
+#include "Platform/linux/LinuxEnvironment.h"
+
+namespace rqb {
+namespace {
+
+RunningSystem* MakeRunningSystem() {
+  auto* running = new RunningSystem();
+  for (const char* path : {"/etc/os-release", "/usr/lib/os-release"}) {
+    const std::string os_release = ReadTextFile(path);
+    if (os_release.empty()) continue;
+    running->name = OsReleaseValue(os_release, "NAME");
+    running->version = OsReleaseValue(os_release, "VERSION_ID");
+    break;
+  }
+  utsname names{};
+  if (uname(&names) == 0) {
+    if (running->name.empty()) running->name = names.sysname;
+    if (running->version.empty()) running->version = names.release;
+  }
+  return running;
+}
+
+}  // namespace
+
+std::string OsReleaseValue(std::string_view text, std::string_view key) {
+  while (!text.empty()) {
+    const std::size_t end = text.find('\n');
+    std::string_view line = text.substr(0, end);
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    if (line.size() <= key.size() || line.substr(0, key.size()) != key || line[key.size()] != '=') {
+      continue;
+    }
+    std::string_view value = line.substr(key.size() + 1);
+    if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') &&
+        value.back() == value.front()) {
+      value = value.substr(1, value.size() - 2);
+    }
+    return std::string(value);
+  }
+  return {};
+}
+
+const RunningSystem& ReadRunningSystem() {
+  static const RunningSystem* const running = MakeRunningSystem();
+  return *running;
+}
+
+}  // namespace rqb
