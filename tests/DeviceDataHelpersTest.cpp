@@ -1,5 +1,4 @@
-// The device, locale, accessibility and store collectors against fakes, and
-// a whole collection run with every collector of the library's table.
+// The device, locale, accessibility and store collectors against fakes.
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
@@ -21,39 +20,17 @@ namespace {
 
 using test::DevicePlatformTest;
 
-// The library's own class table, limited to the registry names of the
-// collectors this test knows, so that other collectors leave its profile be.
-class KnownClasses final : public ClassLookup {
- public:
-  std::unique_ptr<RQBDataHelper> CreateDataHelper(std::string_view name) const override {
-    static const std::set<std::string_view> known = {
-        "RQBPlatformDataHelper",         "RQBSDKVersionDataHelper",
-        "RQBAdvertisingIDDataHelper",    "RQBBatteryInfoDataHelper",
-        "RQBBatteryDataHelper",          "RQBLanguageCodeDataHelper",
-        "RQBUniqueIdentifierDataHelper", "RQBVisitorIntifierForVendorDataHelper",
-        "RQBDeviceModelDataHelper",      "RQBSystemVersionDataHelper",
-        "RQBOSVersionDataHelper",        "RQBSystemNameDataHelper",
-        "RQBClosedCaptionDataHelper",    "RQBDeviceNameDataHelper",
-        "RQBFreeDiskDataHelper",         "RQBGuidedAccessDataHelper",
-        "RQBInvertedColorsDataHelper",   "RQBJailBreakDataHelper",
-        "RQBKeyboardsDataHelper",        "RQBLocationLanguageDataHelper",
-        "RQBMonoAudioDataHelper",        "RQBPaymentDataHelper",
-        "RQBVoiceOverDataHelper"};
-    return known.contains(name) ? table_.CreateDataHelper(name) : nullptr;
-  }
-
- private:
-  RegistryClassLookup table_;
-};
-
-Platform WithClasses(ClassLookup* classes) {
-  Platform platform;
-  platform.classes = classes;
-  return platform;
-}
-
 class DeviceDataHelpers : public DevicePlatformTest {
  protected:
+  DeviceDataHelpers() {
+    // The switch collectors and the payments collector, from the library's table.
+    for (const char* name : {"RQBClosedCaptionDataHelper", "RQBGuidedAccessDataHelper",
+                             "RQBInvertedColorsDataHelper", "RQBMonoAudioDataHelper",
+                             "RQBVoiceOverDataHelper", "RQBPaymentDataHelper"}) {
+      classes_.Register(name, [name] { return RegistryClassLookup().CreateDataHelper(name); });
+    }
+  }
+
   // The variables of one run, as the profiling service parses them.
   static nlohmann::json CollectedVariables() {
     return nlohmann::json::parse(
@@ -64,43 +41,7 @@ class DeviceDataHelpers : public DevicePlatformTest {
   static std::optional<std::string> ValueOf() {
     return Helper().getValue();
   }
-
- private:
-  KnownClasses known_classes_;
-  ScopedPlatformOverride known_{WithClasses(&known_classes_)};
 };
-
-TEST_F(DeviceDataHelpers, ARunPostsTheTwentyOneValuesTheDeviceDictates) {
-  RQBehavior::getInstance("shop-app-01").collectDeviceInformation("9B2C61D4-session");
-  background_.RunAll();
-
-  ASSERT_EQ(sessions_.Tasks().size(), 1u);
-  const auto profile = nlohmann::json::parse(sessions_.Tasks()[0].request.http_body);
-  EXPECT_EQ(profile["Variables"],
-            nlohmann::json({
-                {"Platform", "iOS"},
-                {"SDKVersion", "9.8.7"},
-                {"AdvertisingId", "E621E1F8-C36C-495A-93FC-0C247A3E6E5F"},
-                {"BatteryInfo", "{ \"s\": \"c\", \"l\": 50.000000 }"},
-                {"Battery", "{ \"s\": \"c\", \"l\": 50.000000 }"},
-                {"LanguageCode", "en"},
-                {"DeviceGeneratedId", "0F6E5D4C-3B2A-4918-8765-43210FEDCBA9"},
-                {"VisitorIdentifierForVendor", "0F4C3E2A-7B1D-4E55-9A7E-3C2D1B0A9F88"},
-                {"DeviceModel", "iPhone12,1"},
-                {"SystemVersion", "14.3"},
-                {"SystemName", "iOS"},
-                {"ClosedCaptioningEnabled", "false"},
-                {"DeviceName", "Office iPhone"},
-                {"FreeDiskSpace", "52234567680"},
-                {"GuidedAccessEnabled", "unknown"},
-                {"InvertColorsEnabled", "false"},
-                {"InstalledKeyboards", "[\"en_US@sw=QWERTY;hw=Automatic\",\"emoji@sw=Emoji\"]"},
-                {"LocaleEqualsLanguage", "true"},
-                {"MonoAudioEnabled", "false"},
-                {"PaymentsAllowed", "true"},
-                {"VoiceOverRunning", "false"},
-            }));
-}
 
 TEST_F(DeviceDataHelpers, EachSwitchIsReportedUnderItsOwnKey) {
   fakes_.operating_system.version = {12, 4, 0};

@@ -183,40 +183,5 @@ TEST(DoubleDescription, WritesDoublesAsThePlatformDescribesThem) {
   for (const auto& [value, text] : cases) EXPECT_EQ(DoubleDescription(value), text);
 }
 
-// A whole collection run through the library's own class table.
-class LocationCollectionRun : public test::PlatformTest {
- protected:
-  LocationCollectionRun() {
-    fakes_.location.SetStatus(kLocationAuthorizedAlways);
-    fakes_.location.SetCachedLocation(SaoPauloFix());
-  }
-
-  nlohmann::json RunAndReadVariables() {
-    RQBehavior::getInstance("shop-app-01").collectDeviceInformation("session-1");
-    background_.RunAll();
-    const auto tasks = sessions_.Tasks();
-    if (tasks.empty()) return nullptr;
-    return nlohmann::json::parse(tasks.back().request.http_body)["Variables"];
-  }
-
-  static Platform WithClasses(ClassLookup& classes) {
-    Platform platform;
-    platform.classes = &classes;
-    return platform;
-  }
-
-  RegistryClassLookup library_classes_;
-  ScopedPlatformOverride use_library_classes_{WithClasses(library_classes_)};
-  test::FakeLocationPlatform fakes_;
-};
-
-TEST_F(LocationCollectionRun, TheFirstRunOfAProcessPostsAnEmptyLocation) {
-  EXPECT_EQ(RunAndReadVariables()["Location"], "{}");
-  EXPECT_EQ(fakes_.location.ManagersCreated(), 0u);
-
-  RQBehavior::drainMainQueue();
-  EXPECT_EQ(RunAndReadVariables()["Location"], kSaoPauloRecord);
-}
-
 }  // namespace
 }  // namespace rqb

@@ -1,12 +1,9 @@
 // The connection-type, SSID, carrier and VoIP collectors over fake network
-// providers, alone and in a collection run.
+// providers.
 #include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
 
 #include "DataHelpers/RQB3GDataHelper.h"
 #include "DataHelpers/RQBCarrierDataHelper.h"
-#include "DataHelpers/RQBDataHelperRegistry.h"
 #include "DataHelpers/RQBSSIDDataHelper.h"
 #include "DataHelpers/RQBVoipDataHelper.h"
 #include "DataHelpers/RQBWifiDataHelper.h"
@@ -124,28 +121,6 @@ TEST(NetworkCollectorsOnOlderSystems, ReportNoCarriersBefore12) {
   EXPECT_EQ(RQBNetworkUtil::getCarriers(), std::nullopt);
   EXPECT_EQ(RQBCarrierDataHelper().getValue(), "");
   EXPECT_EQ(RQBVoipDataHelper().getValue(), "{}");
-}
-
-TEST_F(NetworkCollectors, ACollectionRunPostsTheFiveNetworkKeys) {
-  RegistryClassLookup registry;
-  Platform with_registry;
-  with_registry.classes = &registry;
-  ScopedPlatformOverride in_force(with_registry);
-  network_.reachability.SetFlags(kReachable | kReachabilityFlagIsWWAN);
-  network_.captive_network.interfaces = std::vector<std::string>{"wlan0"};
-  network_.captive_network.networks["wlan0"] = NetworkInfo{{"SSID", "Home"}};
-  network_.telephony.carriers = CarrierDictionary{{"1", Carrier{"Alpha", true}}};
-
-  RQBehavior::getInstance("shop-app-01").collectDeviceInformation("session-1");
-  background_.RunAll();
-  const auto tasks = sessions_.Tasks();
-  ASSERT_EQ(tasks.size(), 1u);
-  const nlohmann::json body = nlohmann::json::parse(tasks[0].request.http_body);
-  EXPECT_EQ(body["Variables"], (nlohmann::json{{"ConnectedViaWifi", "false"},
-                                               {"ConnectedVia3G", "true"},
-                                               {"SSID", ""},
-                                               {"Carrier", R"(["Alpha"])"},
-                                               {"CarrierAllowsVoip", R"({ "Alpha": true })"}}));
 }
 
 }  // namespace

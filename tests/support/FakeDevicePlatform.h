@@ -147,12 +147,6 @@ class FakeApplicationServices final : public ApplicationServices {
   mutable std::vector<std::string> asked_urls;  // in the order asked
 };
 
-class FakeOperatingSystem final : public OperatingSystem {
- public:
-  OperatingSystemVersion Version() const override { return version; }
-  OperatingSystemVersion version = {14, 3, 0};
-};
-
 // Every fake above, together. platform() holds them for a
 // ScopedPlatformOverride and leaves the other providers to the platform in
 // force. Out of the box the collectors report the values of one run on a
@@ -178,7 +172,7 @@ struct FakeDevicePlatform {
   FakeFileSystem file_system;
   FakePreferences preferences;
   FakeApplicationServices application;
-  FakeOperatingSystem operating_system;
+  FixedOperatingSystem operating_system{"14.3"};
 };
 
 // PlatformTest with every fake of FakeDevicePlatform in force as well.

@@ -123,15 +123,15 @@ class StubDataHelper final : public RQBDataHelper {
   std::function<void()> on_value_;
 };
 
-// A system that reports the version it was made with, e.g. "11.4".
+// A system that reports the version it was made with, e.g. "11.4", or the
+// one a test sets.
 class FixedOperatingSystem final : public OperatingSystem {
  public:
   explicit FixedOperatingSystem(const char* version)
-      : version_(ParseOperatingSystemVersion(version)) {}
-  OperatingSystemVersion Version() const override { return version_; }
+      : version(ParseOperatingSystemVersion(version)) {}
+  OperatingSystemVersion Version() const override { return version; }
 
- private:
-  OperatingSystemVersion version_;
+  OperatingSystemVersion version;
 };
 
 // Puts a log recorder, a manual background queue, recorded URL sessions and

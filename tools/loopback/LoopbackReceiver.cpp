@@ -54,6 +54,9 @@ LoopbackReceiver::LoopbackReceiver(const TestCertificateAuthority& ca, const std
   port_ = server_->bind_to_any_port("127.0.0.1");
   if (port_ <= 0) throw std::runtime_error("loopback receiver: cannot bind 127.0.0.1");
   listener_ = std::thread([this] { server_->listen_after_bind(); });
+  // stop() does nothing to a server that is not running yet, so a receiver
+  // destroyed early would wait for its listener for ever.
+  while (!server_->is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
 LoopbackReceiver::~LoopbackReceiver() {
