@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
+#include <latch>
+#include <semaphore>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
@@ -98,46 +98,24 @@ TEST_F(CollectionRun, ACollectorThatThrowsEndsTheRunWithOneLogLine) {
   EXPECT_TRUE(sessions_.Tasks().empty());
 }
 
-// Opens once, for every waiter, and counts who is waiting.
-class Gate {
- public:
-  void Wait() {
-    std::unique_lock lock(mutex_);
-    ++waiting_;
-    changed_.notify_all();
-    changed_.wait(lock, [&] { return open_; });
-  }
-  bool WaitForWaiters(int count) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, 10s, [&] { return waiting_ >= count; });
-  }
-  void Open() {
-    std::lock_guard lock(mutex_);
-    open_ = true;
-    changed_.notify_all();
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  int waiting_ = 0;
-  bool open_ = false;
-};
-
 TEST_F(CollectionRun, RunsOverlapAndReadTheSettingsWhenTheyBuildTheEnvelope) {
   ThreadPool pool(4, nullptr);
   Platform real_queue;
   real_queue.background_queue = &pool;
   ScopedPlatformOverride use_pool(real_queue);
-  Gate gate;
-  RegisterStub("RQBPlatformDataHelper", "Platform", "iOS", [&] { gate.Wait(); });
+  std::counting_semaphore<2> collecting(0);
+  std::latch gate(1);
+  RegisterStub("RQBPlatformDataHelper", "Platform", "iOS", [&] {
+    collecting.release();
+    gate.wait();
+  });
 
   RQBehavior::getInstance("shop-app-01").collectDeviceInformation("first-session");
-  ASSERT_TRUE(gate.WaitForWaiters(1));
+  ASSERT_TRUE(collecting.try_acquire_for(10s));
   // The host moves on while the first run is still collecting.
   RQBehavior::getInstance("shop-app-02").collectDeviceInformation("second-session");
-  ASSERT_TRUE(gate.WaitForWaiters(2)) << "the second run waited for the first";
-  gate.Open();
+  ASSERT_TRUE(collecting.try_acquire_for(10s)) << "the second run waited for the first";
+  gate.count_down();
 
   ASSERT_TRUE(sessions_.WaitForTasks(2));
   for (const std::string& body : PostedBodies()) {

@@ -39,13 +39,6 @@ TEST_F(HttpService, PreparesAJsonPostWithItsThreeHeadersInOrder) {
                                             {"Content-Length", std::to_string(body.size())}}));
 }
 
-TEST_F(HttpService, ContentLengthCountsBytesNotCharacters) {
-  const std::optional<UrlRequest> request = service_.preparePost(OneVariable("S\xC3\xA3o \xF0\x9F\x98\x80"));
-  ASSERT_TRUE(request);
-  EXPECT_EQ(*request->ValueForHttpHeaderField("content-length"),
-            std::to_string(request->http_body.size()));
-}
-
 TEST_F(HttpService, AnEmptyOrAbsentEnvelopeStillPostsAnEmptyObject) {
   service_.sendDeviceFullInfo(std::nullopt);
   service_.sendDeviceFullInfo(JsonObject());

@@ -44,11 +44,5 @@ TEST(ThreadPool, TasksRunConcurrently) {
   done.wait();
 }
 
-TEST(ThreadPool, StartsNoThreadUntilWorkArrives) {
-  std::atomic<int> started = 0;
-  { ThreadPool pool(4, [&] { ++started; }); }
-  EXPECT_EQ(started, 0);
-}
-
 }  // namespace
 }  // namespace rqb

@@ -6,7 +6,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
-#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -18,6 +17,7 @@
 #include "DataHelpers/RQBDataHelper.h"
 #include "Platform/ClassLookup.h"
 #include "Platform/LogSink.h"
+#include "Platform/MainQueue.h"
 #include "Platform/OperatingSystem.h"
 #include "Platform/Platform.h"
 #include "Platform/TaskExecutor.h"
@@ -27,30 +27,54 @@ namespace rqb::test {
 
 using namespace std::chrono_literals;
 
-// Keeps every message instead of writing it.
-class RecordingLog final : public LogSink {
+// Values added from any thread; a test reads them or waits for a count.
+template <typename T>
+class Recorded {
  public:
-  void Write(std::string_view message) override;
-  std::vector<std::string> Lines() const;
-  bool WaitForLines(std::size_t count, std::chrono::milliseconds timeout = 10s) const;
+  void Add(T value) {
+    // Notified under the lock: a waiter may destroy this object once it wakes.
+    std::lock_guard lock(mutex_);
+    values_.push_back(std::move(value));
+    added_.notify_all();
+  }
+  std::vector<T> Get() const {
+    std::lock_guard lock(mutex_);
+    return values_;
+  }
+  bool WaitFor(std::size_t count, std::chrono::milliseconds timeout) const {
+    std::unique_lock lock(mutex_);
+    return added_.wait_for(lock, timeout, [&] { return values_.size() >= count; });
+  }
 
  private:
   mutable std::mutex mutex_;
-  mutable std::condition_variable written_;
-  std::vector<std::string> lines_;
+  mutable std::condition_variable added_;
+  std::vector<T> values_;
+};
+
+// Keeps every message instead of writing it.
+class RecordingLog final : public LogSink {
+ public:
+  void Write(std::string_view message) override { lines_.Add(std::string(message)); }
+  std::vector<std::string> Lines() const { return lines_.Get(); }
+
+ private:
+  Recorded<std::string> lines_;
 };
 
 // Holds submitted tasks until the test runs them on its own thread.
 class ManualExecutor final : public TaskExecutor {
  public:
-  void Submit(std::function<void()> task) override;
-  std::size_t Pending() const;
+  void Submit(std::function<void()> task) override { queue_.Submit(std::move(task)); }
   // Runs the queued tasks, and those they queue, in order; returns how many.
-  std::size_t RunAll();
+  std::size_t RunAll() {
+    std::size_t ran = 0;
+    while (const std::size_t drained = queue_.Drain()) ran += drained;
+    return ran;
+  }
 
  private:
-  mutable std::mutex mutex_;
-  std::deque<std::function<void()>> tasks_;
+  MainQueue queue_;
 };
 
 // Records every data task instead of running it; a test completes them.
@@ -63,16 +87,11 @@ class RecordingUrlSessions final : public UrlSessionFactory {
   };
 
   std::shared_ptr<UrlSession> CreateSession(const UrlSessionConfiguration& configuration) override;
-  std::vector<Task> Tasks() const;
-  bool WaitForTasks(std::size_t count, std::chrono::milliseconds timeout = 10s) const;
+  std::vector<Task> Tasks() const { return tasks_.Get(); }
+  bool WaitForTasks(std::size_t count) const { return tasks_.WaitFor(count, 10s); }
 
  private:
-  friend class RecordingSession;
-  void Record(Task task);
-
-  mutable std::mutex mutex_;
-  mutable std::condition_variable recorded_;
-  std::vector<Task> tasks_;
+  Recorded<Task> tasks_;
 };
 
 // Runs tasks through another factory and counts the completions that have
@@ -81,16 +100,11 @@ class ObservedUrlSessions final : public UrlSessionFactory {
  public:
   explicit ObservedUrlSessions(UrlSessionFactory& inner) : inner_(inner) {}
   std::shared_ptr<UrlSession> CreateSession(const UrlSessionConfiguration& configuration) override;
-  bool WaitForCompletions(std::size_t count, std::chrono::milliseconds timeout = 20s) const;
+  bool WaitForCompletions(std::size_t count) const { return completions_.WaitFor(count, 20s); }
 
  private:
-  friend class ObservedSession;
-  void Completed();
-
   UrlSessionFactory& inner_;
-  mutable std::mutex mutex_;
-  mutable std::condition_variable completed_;
-  std::size_t completions_ = 0;
+  Recorded<bool> completions_;
 };
 
 // Collector classes registered by the test, by name; other names have none.
