@@ -1,4 +1,6 @@
-// The Linux file-system readings and URL handlers.
+// The Linux readings of the machine's files: sysfs batteries, the vendor
+// identifier made from machine-id, the user's folders and the desktop's URL
+// handlers.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -6,86 +8,88 @@
 
 #include "FakeDevicePlatform.h"
 #include "Platform/linux/LinuxApplicationServices.h"
+#include "Platform/linux/LinuxDevice.h"
 #include "Platform/linux/LinuxFileSystem.h"
 
 namespace rqb {
 namespace {
 
-using test::TemporaryDirectory;
+TEST(LinuxBattery, ReadsTheFirstSystemBatteryOfRealSysfsTrees) {
+  using Case = std::tuple<const char*, long, float>;
+  for (const auto& [fixture, state, level] : std::vector<Case>{
+           {"laptop_charging", kBatteryStateCharging, 0.85f},
+           {"laptop_discharging", kBatteryStateUnplugged, 0.37f},
+           {"charge_limit", kBatteryStateCharging, 0.75f},
+           {"full_second_slot", kBatteryStateFull, 1.0f},
+           {"desktop_with_mouse", kBatteryStateUnknown, -1.0f},
+           {"unknown_status", kBatteryStateUnknown, -1.0f},
+           {"no_such_folder", kBatteryStateUnknown, -1.0f},
+       }) {
+    const BatteryReading reading =
+        ReadBattery(std::string(RQB_TEST_FIXTURES) + "/power_supply/" + fixture);
+    EXPECT_EQ(reading.state, state) << fixture;
+    EXPECT_EQ(reading.level, level) << fixture;
+  }
+}
+
+TEST(LinuxVendorIdentifier, IsAKeyedHashOfTheMachineIdShapedAsAUuid) {
+  const char* machine_id = "5f0e7c1d2a3b4c5d6e7f8091a2b3c4d5\n";
+  // HMAC-SHA256, as `openssl dgst -sha256 -mac HMAC` computes it, with the
+  // version and variant bits of a version-4 UUID.
+  EXPECT_EQ(VendorIdentifier(machine_id, "shop-app"), "50572DDE-1C92-47C0-974C-BDFEF3C3AD57");
+  EXPECT_NE(VendorIdentifier(machine_id, "other-app"), VendorIdentifier(machine_id, "shop-app"));
+  EXPECT_EQ(VendorIdentifier("uninitialized\n", "shop-app"), std::nullopt);
+}
 
 TEST(LinuxDocumentsDirectory, FollowsUserDirsElseTheHome) {
-  const std::string home = "/home/ann";
-  const auto documents = [&](const char* user_dirs) {
-    return DocumentsDirectoryOf(user_dirs, home);
+  const auto documents = [](const char* user_dirs) {
+    return DocumentsDirectoryOf(user_dirs, "/home/ann");
   };
   // As xdg-user-dirs-update writes the file.
-  EXPECT_EQ(documents("# This file is written by xdg-user-dirs-update\n"
-                      "XDG_DESKTOP_DIR=\"$HOME/Desktop\"\n"
+  EXPECT_EQ(documents("# written by xdg-user-dirs-update\nXDG_DESKTOP_DIR=\"$HOME/Desktop\"\n"
                       "XDG_DOCUMENTS_DIR=\"$HOME/Dokumente\"\n"),
             "/home/ann/Dokumente");
   EXPECT_EQ(documents("XDG_DOCUMENTS_DIR=\"/srv/papers\"\n"), "/srv/papers");
-  EXPECT_EQ(documents("XDG_DOCUMENTS_DIR=\"$HOME/\"\n"), "/home/ann");
-  EXPECT_EQ(documents("XDG_DOCUMENTS_DIR=\"Documents\"\n"), "/home/ann");
   EXPECT_EQ(documents("XDG_DOCUMENTS_DIR=\"$HOMEWORK\"\n"), "/home/ann");
-  EXPECT_EQ(documents(""), "/home/ann");
+  EXPECT_EQ(documents("XDG_DOCUMENTS_DIR=\"Documents\"\n"), "/home/ann");
   EXPECT_EQ(DocumentsDirectoryOf("XDG_DOCUMENTS_DIR=\"/srv/papers\"\n", ""), std::nullopt);
 }
 
 TEST(LinuxFileSystem, ExistenceCountsFilesAndFoldersAndFreeBytesNeedAPath) {
-  const TemporaryDirectory folder;
+  const test::TemporaryDirectory folder;
   std::ofstream(folder.path() / "file") << "x";
-  std::filesystem::create_symlink(folder.path() / "gone", folder.path() / "dangling");
   const LinuxFileSystem file_system;
   EXPECT_TRUE(file_system.Exists(folder.path()));
   EXPECT_TRUE(file_system.Exists(folder.path() / "file"));
-  EXPECT_FALSE(file_system.Exists(folder.path() / "dangling"));
   EXPECT_FALSE(file_system.Exists(folder.path() / "missing"));
-
   EXPECT_TRUE(file_system.FreeBytes(folder.path()).has_value());
   EXPECT_EQ(file_system.FreeBytes(folder.path() / "missing"), std::nullopt);
 }
 
-TEST(LinuxUrlHandlers, FindTheSchemeInTheHandlerGroupsOfAssociationFiles) {
-  EXPECT_EQ(UrlScheme("cydia://package/com.example.package"), "cydia");
-  EXPECT_EQ(UrlScheme("Web+Cal.v2:x"), "web+cal.v2");
-  for (const char* no_scheme : {"", "://x", "no scheme", "1abc:x", "ab c:x", "caf\xc3\xa9:x"}) {
-    EXPECT_EQ(UrlScheme(no_scheme), std::nullopt) << no_scheme;
+TEST(LinuxUrlHandlers, AUrlOpensWhenAnAssociationFileNamesAHandlerForItsScheme) {
+  const test::TemporaryDirectory folder;
+  // Only the folder of this test is searched, as configuration and as data.
+  for (const char* variable :
+       {"XDG_CONFIG_HOME", "XDG_CONFIG_DIRS", "XDG_DATA_HOME", "XDG_DATA_DIRS"}) {
+    setenv(variable, folder.path().c_str(), 1);
   }
-
-  const char* mimeapps =
-      "[Added Associations]\n"
-      "x-scheme-handler/irc=hexchat.desktop;\n"
-      "\n"
-      "[Removed Associations]\n"
-      "x-scheme-handler/ftp=filezilla.desktop;\n"
-      "\n"
-      "[Default Applications]\n"
-      "x-scheme-handler/https = firefox-esr.desktop\n"
-      "x-scheme-handler/empty=;\n";
-  EXPECT_TRUE(AssociationsNameHandler(mimeapps, "x-scheme-handler/irc"));
-  EXPECT_TRUE(AssociationsNameHandler(mimeapps, "x-scheme-handler/https"));
-  EXPECT_FALSE(AssociationsNameHandler(mimeapps, "x-scheme-handler/ftp"));
-  EXPECT_FALSE(AssociationsNameHandler(mimeapps, "x-scheme-handler/empty"));
-  EXPECT_FALSE(AssociationsNameHandler(mimeapps, "x-scheme-handler/ir"));
-  EXPECT_TRUE(AssociationsNameHandler("[MIME Cache]\nx-scheme-handler/cydia=cydia.desktop;\n",
-                                      "x-scheme-handler/cydia"));
-}
-
-TEST(LinuxUrlHandlers, AHandlerRegisteredForTheUserOpensTheUrl) {
-  const TemporaryDirectory folder;
-  const std::filesystem::path config = folder.path() / "config";
-  std::filesystem::create_directories(config);
-  // Only the folders of this test are searched.
-  setenv("XDG_CONFIG_HOME", config.c_str(), 1);
-  setenv("XDG_CONFIG_DIRS", (folder.path() / "etc").c_str(), 1);
-  setenv("XDG_DATA_HOME", (folder.path() / "data").c_str(), 1);
-  setenv("XDG_DATA_DIRS", (folder.path() / "share").c_str(), 1);
   const LinuxApplicationServices services;
   EXPECT_FALSE(services.CanOpenUrl("cydia://package/com.example.package"));
-  std::ofstream(config / "mimeapps.list")
-      << "[Default Applications]\nx-scheme-handler/cydia=cydia.desktop\n";
+
+  std::ofstream(folder.path() / "mimeapps.list")
+      << "[Added Associations]\nx-scheme-handler/irc=hexchat.desktop;\n"
+         "[Removed Associations]\nx-scheme-handler/ftp=filezilla.desktop;\n"
+         "[Default Applications]\nx-scheme-handler/cydia = cydia.desktop\n"
+         "x-scheme-handler/empty=;\n";
+  std::filesystem::create_directory(folder.path() / "applications");
+  std::ofstream(folder.path() / "applications" / "mimeinfo.cache")
+      << "[MIME Cache]\nx-scheme-handler/sileo=sileo.desktop;\n";
   EXPECT_TRUE(services.CanOpenUrl("CYDIA://package/com.example.package"));
-  EXPECT_FALSE(services.CanOpenUrl("sileo://package/com.example.package"));
+  EXPECT_TRUE(services.CanOpenUrl("irc://x"));
+  EXPECT_TRUE(services.CanOpenUrl("sileo:x"));
+  EXPECT_FALSE(services.CanOpenUrl("ftp://x"));
+  EXPECT_FALSE(services.CanOpenUrl("empty:x"));
+  EXPECT_FALSE(services.CanOpenUrl("ir:x"));
 }
 
 }  // namespace

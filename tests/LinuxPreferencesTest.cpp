@@ -1,9 +1,13 @@
-// The Linux preferences store on real files.
+// The Linux preferences store on real files, and the device-generated
+// identifier that real processes keep in it.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
+#include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <regex>
+#include <set>
 
 #include "FakeDevicePlatform.h"
 #include "Platform/linux/LinuxPreferences.h"
@@ -11,46 +15,73 @@
 namespace rqb {
 namespace {
 
-using test::TemporaryDirectory;
+namespace fs = std::filesystem;
+
+// The text of a version-4 UUID, as the identifier is made.
+const std::regex kUuid("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
 
 class LinuxPreferencesStore : public ::testing::Test {
  protected:
-  void WriteStore(std::string_view text) { std::ofstream(path_) << text; }
-  std::string StoreText() const {
-    std::ifstream file(path_);
-    return std::string(std::istreambuf_iterator<char>(file), {});
+  void WriteStore(std::string_view text) {
+    fs::create_directories(path_.parent_path());
+    std::ofstream(path_) << text;
+  }
+  nlohmann::json Stored() const { return nlohmann::json::parse(std::ifstream(path_)); }
+  // Starts the probe program: another process, which reports the identifier
+  // that the collector finds in the store or makes for it.
+  FILE* StartProbe() const {
+    return popen((std::string(RQB_IDENTIFIER_PROBE) + " '" + path_.string() + "'").c_str(), "r");
+  }
+  static std::string Reported(FILE* probe) {
+    char line[64] = {};
+    const bool read = std::fgets(line, sizeof line, probe) != nullptr;
+    EXPECT_EQ(pclose(probe), 0);
+    return read ? std::string(line, std::strcspn(line, "\n")) : "";
   }
 
-  TemporaryDirectory folder_;
-  const std::filesystem::path path_ = folder_.path() / "app" / "host.json";
-  const std::filesystem::path keyboard_ = folder_.path() / "keyboard";
+  const test::TemporaryDirectory folder_;
+  const fs::path path_ = folder_.path() / "app" / "host.json";
+  const fs::path keyboard_ = folder_.path() / "keyboard";
   LinuxPreferences store_{path_, {keyboard_}};
 };
 
-TEST_F(LinuxPreferencesStore, WritesAPrivateFileAndKeepsEveryOtherEntry) {
-  std::filesystem::create_directories(path_.parent_path());
-  WriteStore(R"({"Name": "ann", "Count": 3, "Tags": ["a"], "Nested": {"x": [1, {"y": null}]}})");
-  EXPECT_EQ(store_.ObjectForKey("Name"), PreferenceObject("ann"));
-  EXPECT_EQ(store_.ObjectForKey("Count"), PreferenceObject(NonTextPreference{}));
-  EXPECT_EQ(store_.ObjectForKey("Missing"), std::nullopt);
+// Several processes race on a store without an identifier: one identifier is
+// written, privately, the host's own entries survive, no temporary file is
+// left behind, and a later process reports the identifier that was written.
+TEST_F(LinuxPreferencesStore, ProcessesMakeTheIdentifierOnceAndKeepEveryOtherEntry) {
+  const auto host =
+      nlohmann::json::parse(R"({"Setting": "keep", "Nested": {"x": [1, {"y": null}]}})");
+  WriteStore(host.dump());
+  std::vector<FILE*> probes;
+  for (int i = 0; i < 4; ++i) probes.push_back(StartProbe());
+  std::set<std::string> reported;
+  for (FILE* probe : probes) reported.insert(Reported(probe));
 
-  store_.SetString("Name", "bob \"b\" / \xc3\xa9");
-  EXPECT_EQ(store_.ObjectForKey("Name"), PreferenceObject("bob \"b\" / \xc3\xa9"));
-  ASSERT_TRUE(store_.Synchronize());
-  EXPECT_EQ(nlohmann::json::parse(StoreText()),
-            nlohmann::json::parse(R"({"Name": "bob \"b\" / é", "Count": 3, "Tags": ["a"],
-                                      "Nested": {"x": [1, {"y": null}]}})"));
-  struct stat info {};
-  ASSERT_EQ(stat(path_.c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 0777, 0600u);
-  for (const auto& entry : std::filesystem::directory_iterator(path_.parent_path())) {
+  nlohmann::json kept = Stored();
+  const std::string stored = kept.value("DeviceGeneratedId", "");
+  EXPECT_TRUE(std::regex_match(stored, kUuid)) << stored;
+  EXPECT_TRUE(reported.contains(stored));
+  EXPECT_EQ(Reported(StartProbe()), stored);
+  kept.erase("DeviceGeneratedId");
+  EXPECT_EQ(kept, host);
+  EXPECT_EQ(fs::status(path_).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  for (const auto& entry : fs::directory_iterator(path_.parent_path())) {
     EXPECT_TRUE(entry.path() == path_ || entry.path().extension() == ".lock") << entry.path();
   }
-  EXPECT_EQ(LinuxPreferences(path_).ObjectForKey("Name"), PreferenceObject("bob \"b\" / \xc3\xa9"));
+}
+
+TEST_F(LinuxPreferencesStore, StoredIdentifierTextIsReportedAsItStandsAndEmptyOrNonTextReplaced) {
+  WriteStore(R"({"DeviceGeneratedId": "abc"})");
+  EXPECT_EQ(Reported(StartProbe()), "abc");
+  for (const char* unusable : {R"("")", "7", "null"}) {
+    WriteStore(std::string(R"({"DeviceGeneratedId": )") + unusable + "}");
+    const std::string made = Reported(StartProbe());
+    EXPECT_TRUE(std::regex_match(made, kUuid)) << unusable << " gave " << made;
+    EXPECT_EQ(Stored()["DeviceGeneratedId"], made);
+  }
 }
 
 TEST_F(LinuxPreferencesStore, FilesThatAreNotAJsonObjectReadAsEmptyAndAreSetAside) {
-  std::filesystem::create_directories(path_.parent_path());
   for (const std::string& damaged :
        {std::string(""), std::string("[\"DeviceGeneratedId\"]"), std::string("{\"a\": 1,}"),
         std::string("{\"a\": \"\xff\"}"), std::string(100000, '[')}) {
@@ -58,7 +89,7 @@ TEST_F(LinuxPreferencesStore, FilesThatAreNotAJsonObjectReadAsEmptyAndAreSetAsid
     EXPECT_EQ(store_.ObjectForKey("a"), std::nullopt);
     store_.SetString("a", "fresh");
     ASSERT_TRUE(store_.Synchronize());
-    EXPECT_EQ(nlohmann::json::parse(StoreText()), nlohmann::json({{"a", "fresh"}}));
+    EXPECT_EQ(Stored(), nlohmann::json({{"a", "fresh"}}));
     std::ifstream aside(path_.string() + ".corrupt");
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(aside), {}), damaged);
   }
@@ -66,28 +97,23 @@ TEST_F(LinuxPreferencesStore, FilesThatAreNotAJsonObjectReadAsEmptyAndAreSetAsid
 
 TEST_F(LinuxPreferencesStore, AStoreThatCannotBeReadIsNeverReplaced) {
   // A folder where the file should be: it exists but cannot be read as one.
-  std::filesystem::create_directories(path_ / "kept");
+  fs::create_directories(path_ / "kept");
   store_.SetString("DeviceGeneratedId", "made");
   EXPECT_FALSE(store_.Synchronize());
-  EXPECT_TRUE(std::filesystem::exists(path_ / "kept"));
+  EXPECT_TRUE(fs::exists(path_ / "kept"));
   // The change stays in force for this process and is written once it can be.
   EXPECT_EQ(store_.ObjectForKey("DeviceGeneratedId"), PreferenceObject("made"));
-  std::filesystem::remove_all(path_);
+  fs::remove_all(path_);
   ASSERT_TRUE(store_.Synchronize());
-  EXPECT_EQ(nlohmann::json::parse(StoreText()), nlohmann::json({{"DeviceGeneratedId", "made"}}));
+  EXPECT_EQ(Stored(), nlohmann::json({{"DeviceGeneratedId", "made"}}));
 }
 
 TEST_F(LinuxPreferencesStore, KeyboardsComeFromTheApplicationElseTheMachinesLayouts) {
-  EXPECT_EQ(store_.MergedListForKey("AppleKeyboards"), std::nullopt);
   // As Debian's keyboard-configuration writes the file.
   std::ofstream(keyboard_) << "# KEYBOARD CONFIGURATION FILE\n\nXKBMODEL=\"pc105\"\n"
-                              "XKBLAYOUT=\"us,de,,fr\"\nXKBVARIANT=\",nodeadkeys\"\n"
-                              "XKBOPTIONS=\"grp:alt_shift_toggle\"\n";
+                              "XKBLAYOUT=\"us,de,,fr\"\nXKBVARIANT=\",nodeadkeys\"\n";
   EXPECT_EQ(store_.MergedListForKey("AppleKeyboards"),
             (std::vector<std::string>{"us", "de(nodeadkeys)", "fr"}));
-  EXPECT_EQ(store_.MergedListForKey("OtherList"), std::nullopt);
-
-  std::filesystem::create_directories(path_.parent_path());
   WriteStore(R"({"AppleKeyboards": ["emoji@sw=Emoji"], "OtherList": ["a", 1]})");
   EXPECT_EQ(store_.MergedListForKey("AppleKeyboards"), std::vector<std::string>{"emoji@sw=Emoji"});
   EXPECT_EQ(store_.MergedListForKey("OtherList"), std::nullopt);

@@ -1,16 +1,3 @@
+// Everything here is defined in the header; compiling it on its own shows
+// that the header stands alone.
 #include "FakeDevicePlatform.h"
-
-#include <stdlib.h>
-
-#include <stdexcept>
-
-namespace rqb::test {
-
-TemporaryDirectory::TemporaryDirectory() {
-  std::string pattern =
-      (std::filesystem::temp_directory_path() / "rqbehavior-test-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-  path_ = pattern;
-}
-
-}  // namespace rqb::test

@@ -2,15 +2,14 @@
 // application providers, preset to the values of one well-known phone.
 #pragma once
 
+#include <stdlib.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
-#include <map>
-#include <optional>
 #include <set>
-#include <string>
-#include <vector>
+#include <stdexcept>
 
 #include "FakePlatform.h"
 #include "Platform/Accessibility.h"
@@ -18,24 +17,18 @@
 #include "Platform/Device.h"
 #include "Platform/FileSystem.h"
 #include "Platform/LibraryBundle.h"
-#include "Platform/OperatingSystem.h"
-#include "Platform/Platform.h"
 #include "Platform/Preferences.h"
 #include "Platform/UserLocale.h"
 
 namespace rqb::test {
 
-class FakeDevice final : public Device {
- public:
+struct FakeDevice final : Device {
   std::optional<std::string> SystemName() const override { return system_name; }
   std::optional<std::string> SystemVersion() const override { return system_version; }
   std::optional<std::string> Name() const override { return name; }
   std::optional<std::string> IdentifierForVendor() const override { return vendor_identifier; }
   bool IsBatteryMonitoringEnabled() const override { return battery_monitoring; }
-  void SetBatteryMonitoringEnabled(bool enabled) override {
-    battery_monitoring = enabled;
-    monitoring_switches.push_back(enabled);
-  }
+  void SetBatteryMonitoringEnabled(bool enabled) override { battery_monitoring = enabled; }
   // While monitoring is off the device reads unknown and -1.0, as a real one does.
   long BatteryState() const override { return battery_monitoring ? battery_state : 0; }
   float BatteryLevel() const override { return battery_monitoring ? battery_level : -1.0f; }
@@ -48,20 +41,15 @@ class FakeDevice final : public Device {
     return *length == machine.size() + 1 ? 0 : -1;
   }
 
-  std::optional<std::string> system_name = "iOS";
-  std::optional<std::string> system_version = "14.3";
-  std::optional<std::string> name = "Office iPhone";
-  std::optional<std::string> vendor_identifier = "0F4C3E2A-7B1D-4E55-9A7E-3C2D1B0A9F88";
+  std::optional<std::string> system_name = "iOS", system_version = "14.3", name = "Office iPhone",
+                             vendor_identifier = "0F4C3E2A-7B1D-4E55-9A7E-3C2D1B0A9F88";
   long battery_state = kBatteryStateCharging;
   float battery_level = 0.5f;
-  bool battery_monitoring = false;
-  std::vector<bool> monitoring_switches;  // every value the switch was set to
+  bool battery_monitoring = false, machine_query_fails = false;
   std::string machine = "iPhone12,1";
-  bool machine_query_fails = false;
 };
 
-class FakeAccessibility final : public Accessibility {
- public:
+struct FakeAccessibility final : Accessibility {
   bool IsClosedCaptioningEnabled() const override { return closed_captioning; }
   bool IsGuidedAccessEnabled() const override { return guided_access; }
   bool IsInvertColorsEnabled() const override { return invert_colors; }
@@ -72,8 +60,7 @@ class FakeAccessibility final : public Accessibility {
        voice_over = false;
 };
 
-class FakeUserLocale final : public UserLocale {
- public:
+struct FakeUserLocale final : UserLocale {
   std::optional<std::string> LanguageCode() const override { return language_code; }
   std::optional<std::string> CountryCode() const override { return country_code; }
   std::vector<std::string> PreferredLanguages() const override { return preferred_languages; }
@@ -82,19 +69,16 @@ class FakeUserLocale final : public UserLocale {
   std::vector<std::string> preferred_languages = {"en-US"};
 };
 
-class FakeLibraryBundle final : public LibraryBundle {
- public:
+struct FakeLibraryBundle final : LibraryBundle {
   std::optional<std::string> Version() const override { return version; }
   std::optional<std::string> version = "9.8.7";
 };
 
-class FakeFileSystem final : public FileSystem {
- public:
+struct FakeFileSystem final : FileSystem {
   std::optional<std::string> DocumentsDirectory() const override { return documents_directory; }
-  // Paths without an entry in `free_bytes` cannot be examined.
+  // Only the documents directory can be examined.
   std::optional<std::uint64_t> FreeBytes(const std::string& path) const override {
-    const auto found = free_bytes.find(path);
-    return found != free_bytes.end() ? std::optional(found->second) : std::nullopt;
+    return path == documents_directory ? free_bytes : std::nullopt;
   }
   bool Exists(const std::string& path) const override {
     probed_paths.push_back(path);
@@ -102,49 +86,35 @@ class FakeFileSystem final : public FileSystem {
   }
 
   std::optional<std::string> documents_directory = "/var/mobile/Documents";
-  std::map<std::string, std::uint64_t> free_bytes = {{"/var/mobile/Documents", 52234567680}};
+  std::optional<std::uint64_t> free_bytes = 52234567680;
   std::set<std::string> existing_paths;
   mutable std::vector<std::string> probed_paths;  // in the order asked
 };
 
-class FakePreferences final : public Preferences {
- public:
+// Holds one stored identifier; what is set is not kept.
+struct FakePreferences final : Preferences {
   std::optional<PreferenceObject> ObjectForKey(std::string_view key) override {
-    const auto found = entries.find(key);
-    return found != entries.end() ? std::optional(found->second) : std::nullopt;
+    return key == "DeviceGeneratedId" ? generated_id : std::nullopt;
   }
-  void SetString(std::string_view key, std::string_view value) override {
-    entries.insert_or_assign(std::string(key), std::string(value));
-  }
-  bool Synchronize() override {
-    written = entries;
-    return true;
-  }
+  void SetString(std::string_view, std::string_view) override {}
+  bool Synchronize() override { return true; }
   std::optional<std::vector<std::string>> MergedListForKey(std::string_view key) override {
-    const auto found = merged_lists.find(key);
-    return found != merged_lists.end() ? std::optional(found->second) : std::nullopt;
+    return key == "AppleKeyboards" ? keyboards : std::nullopt;
   }
 
-  std::map<std::string, PreferenceObject, std::less<>> entries = {
-      {"DeviceGeneratedId", "0F6E5D4C-3B2A-4918-8765-43210FEDCBA9"}};
-  std::map<std::string, PreferenceObject, std::less<>> written;  // as of the last Synchronize()
-  std::map<std::string, std::vector<std::string>, std::less<>> merged_lists = {
-      {"AppleKeyboards", {"en_US@sw=QWERTY;hw=Automatic", "emoji@sw=Emoji"}}};
+  std::optional<PreferenceObject> generated_id = "0F6E5D4C-3B2A-4918-8765-43210FEDCBA9";
+  std::optional<std::vector<std::string>> keyboards =
+      std::vector<std::string>{"en_US@sw=QWERTY;hw=Automatic", "emoji@sw=Emoji"};
 };
 
-class FakeApplicationServices final : public ApplicationServices {
- public:
+struct FakeApplicationServices final : ApplicationServices {
   std::optional<std::string> AdvertisingIdentifier() const override { return advertising_id; }
   bool CanMakePayments() const override { return can_make_payments; }
-  bool CanOpenUrl(const std::string& url) const override {
-    asked_urls.push_back(url);
-    return handled_schemes.contains(url.substr(0, url.find(':')));
-  }
+  bool CanOpenUrl(const std::string& url) const override { return handled_urls.contains(url); }
 
   std::optional<std::string> advertising_id = "E621E1F8-C36C-495A-93FC-0C247A3E6E5F";
   bool can_make_payments = true;
-  std::set<std::string> handled_schemes;
-  mutable std::vector<std::string> asked_urls;  // in the order asked
+  std::set<std::string> handled_urls;
 };
 
 // Every fake above, together. platform() holds them for a
@@ -153,16 +123,14 @@ class FakeApplicationServices final : public ApplicationServices {
 // phone charging at 50 per cent with system 14.3.
 struct FakeDevicePlatform {
   Platform platform() {
-    Platform fakes;
-    fakes.device = &device;
-    fakes.accessibility = &accessibility;
-    fakes.locale = &locale;
-    fakes.library_bundle = &library_bundle;
-    fakes.file_system = &file_system;
-    fakes.preferences = &preferences;
-    fakes.application = &application;
-    fakes.operating_system = &operating_system;
-    return fakes;
+    return {.operating_system = &operating_system,
+            .device = &device,
+            .accessibility = &accessibility,
+            .locale = &locale,
+            .library_bundle = &library_bundle,
+            .file_system = &file_system,
+            .preferences = &preferences,
+            .application = &application};
   }
 
   FakeDevice device;
@@ -176,29 +144,22 @@ struct FakeDevicePlatform {
 };
 
 // PlatformTest with every fake of FakeDevicePlatform in force as well.
-class DevicePlatformTest : public PlatformTest {
- protected:
+struct DevicePlatformTest : PlatformTest {
   FakeDevicePlatform fakes_;
-
- private:
   ScopedPlatformOverride device_fakes_{fakes_.platform()};
 };
 
 // A new empty folder, removed with everything in it at the end of its life.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory();
-  ~TemporaryDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+struct TemporaryDirectory {
+  TemporaryDirectory() {
+    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
   }
+  ~TemporaryDirectory() { std::filesystem::remove_all(name, ignored); }
   TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+  std::filesystem::path path() const { return name; }
 
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
+  std::string name = (std::filesystem::temp_directory_path() / "rqbehavior-test-XXXXXX").string();
+  std::error_code ignored;
 };
 
 }  // namespace rqb::test
