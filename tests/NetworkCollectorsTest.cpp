@@ -2,15 +2,15 @@
 // providers.
 #include <gtest/gtest.h>
 
+#include <string>
+#include <tuple>
+
 #include "DataHelpers/RQB3GDataHelper.h"
 #include "DataHelpers/RQBCarrierDataHelper.h"
 #include "DataHelpers/RQBSSIDDataHelper.h"
 #include "DataHelpers/RQBVoipDataHelper.h"
 #include "DataHelpers/RQBWifiDataHelper.h"
 #include "FakeNetworkPlatform.h"
-#include "FakePlatform.h"
-#include "RQBehavior/RQBehavior.h"
-#include "Utils/Network/RQBNetworkUtil.h"
 
 namespace rqb {
 namespace {
@@ -19,108 +19,67 @@ constexpr ReachabilityFlags kReachable = kReachabilityFlagReachable;
 
 class NetworkCollectors : public test::PlatformTest {
  protected:
-  static std::optional<std::string> Value(RQBDataHelper&& helper) { return helper.getValue(); }
-
   test::FakeNetworkPlatform network_;
 };
 
 TEST_F(NetworkCollectors, ConnectionTypeFollowsTheInternetRoutesStatus) {
-  struct Case {
-    const char* situation;
-    std::optional<ReachabilityFlags> flags;
-    const char* wifi;
-    const char* cellular;
+  const std::tuple<std::optional<ReachabilityFlags>, const char*, const char*> cases[] = {
+      {kReachable, "true", "false"},
+      {kReachable | kReachabilityFlagIsWWAN, "false", "true"},
+      {0, "false", "false"},
+      {kReachable | kReachabilityFlagConnectionRequired, "false", "false"},  // not automatic
   };
-  const Case cases[] = {
-      {"Wi-Fi", kReachable, "true", "false"},
-      {"cellular only", kReachable | kReachabilityFlagIsWWAN, "false", "true"},
-      {"no network", 0, "false", "false"},
-      {"connection required, not automatic", kReachable | kReachabilityFlagConnectionRequired,
-       "false", "false"},
-      {"unreadable flags", std::nullopt, "false", "false"},
-  };
-  for (const Case& c : cases) {
-    network_.reachability.SetFlags(c.flags);
-    EXPECT_EQ(Value(RQBWifiDataHelper()), c.wifi) << c.situation;
-    EXPECT_EQ(Value(RQB3GDataHelper()), c.cellular) << c.situation;
+  for (const auto& [flags, wifi, cellular] : cases) {
+    SCOPED_TRACE(std::to_string(*flags));
+    network_.reachability.SetFlags(flags);
+    EXPECT_EQ(RQBWifiDataHelper().getValue(), wifi);
+    EXPECT_EQ(RQB3GDataHelper().getValue(), cellular);
   }
-  network_.reachability.RefuseTargets(true);
-  EXPECT_EQ(Value(RQBWifiDataHelper()), "false");
-  EXPECT_EQ(Value(RQB3GDataHelper()), "false");
 }
 
-TEST_F(NetworkCollectors, EachQuestionStartsAFreshMonitorAndLeavesNothingScheduled) {
-  EXPECT_TRUE(RQBNetworkUtil::connectedViaWiFi());
-  EXPECT_FALSE(RQBNetworkUtil::connectedVia3G());
-  const std::vector<std::string> one_monitor = {"create", "schedule", "unschedule", "destroy"};
-  std::vector<std::string> two_monitors = one_monitor;
-  two_monitors.insert(two_monitors.end(), one_monitor.begin(), one_monitor.end());
-  EXPECT_EQ(network_.reachability.Events(), two_monitors);
-}
-
-TEST_F(NetworkCollectors, SsidIsLookedUpUnderTheLiteralKeyOfTheFirstInterfaceWithInformation) {
-  RQBSSIDDataHelper ssid;
-  EXPECT_EQ(ssid.getKey(), "SSID");
-
-  network_.captive_network.interfaces = std::nullopt;
-  EXPECT_EQ(ssid.getValue(), "") << "no interface list";
-  network_.captive_network.interfaces = std::vector<std::string>{};
-  EXPECT_EQ(ssid.getValue(), "") << "empty interface list";
-
-  network_.captive_network.interfaces = std::vector<std::string>{"wlan0"};
-  EXPECT_EQ(ssid.getValue(), "") << "no network on the only interface";
-  network_.captive_network.networks["wlan0"] = NetworkInfo{};
-  EXPECT_EQ(ssid.getValue(), std::nullopt) << "an empty dictionary";
-  network_.captive_network.networks["wlan0"] =
+TEST_F(NetworkCollectors, SsidIsLookedUpUnderTheLiteralKeyOfTheInterfacesInformation) {
+  auto& wifi = network_.captive_network;
+  EXPECT_EQ(RQBSSIDDataHelper().getValue(), "") << "no interface list";
+  wifi.interfaces = std::vector<std::string>{"wlan0"};
+  EXPECT_EQ(RQBSSIDDataHelper().getValue(), "") << "no network on the only interface";
+  wifi.networks["wlan0"] = NetworkInfo{};
+  EXPECT_EQ(RQBSSIDDataHelper().getValue(), std::nullopt) << "an empty dictionary";
+  wifi.networks["wlan0"] =
       NetworkInfo{{"SSID", "Home"}, {"BSSID", "a0:b1:c2:d3:e4:f5"}, {"SSIDDATA", "Home"}};
-  EXPECT_EQ(ssid.getValue(), std::nullopt) << "only the system's own entry names";
+  EXPECT_EQ(RQBSSIDDataHelper().getValue(), std::nullopt) << "only the system's own entry names";
 
-  network_.captive_network.interfaces = std::vector<std::string>{"wlan0", "wlan1"};
-  network_.captive_network.networks["wlan0"] = std::nullopt;
-  network_.captive_network.networks["wlan1"] = NetworkInfo{{"kCNNetworkInfoKeySSID", "\"Home\""}};
-  EXPECT_EQ(ssid.getValue(), "\"Home\"") << "the second interface's entry, as it is";
-
-  network_.captive_network.networks["wlan0"] = NetworkInfo{};
-  network_.captive_network.networks["wlan1"] = std::nullopt;
-  EXPECT_EQ(ssid.getValue(), "") << "the last interface asked had no network";
+  wifi.interfaces = std::vector<std::string>{"wlan0", "wlan1"};
+  wifi.networks["wlan0"] = std::nullopt;
+  wifi.networks["wlan1"] = NetworkInfo{{"kCNNetworkInfoKeySSID", "\"Home\""}};
+  EXPECT_EQ(RQBSSIDDataHelper().getValue(), "\"Home\"") << "the second interface's entry, as it is";
+  wifi.networks["wlan0"] = NetworkInfo{};
+  wifi.networks["wlan1"] = std::nullopt;
+  EXPECT_EQ(RQBSSIDDataHelper().getValue(), "") << "the last interface asked had no network";
 }
 
-TEST_F(NetworkCollectors, CarrierAndVoipValuesMatchTheWorkedExamples) {
+TEST_F(NetworkCollectors, CarrierAndVoipValuesMatchTheWorkedExamplesAndAreEmptyBefore12) {
   const Carrier alpha{"Alpha", true};
-  const Carrier beta{"Beta", false};
-  struct Case {
-    const char* situation;
-    std::optional<CarrierDictionary> carriers;
-    const char* carrier;
-    const char* voip;
-  };
-  const Case cases[] = {
-      {"no carrier information", std::nullopt, "", "{}"},
-      {"empty dictionary", CarrierDictionary{}, "[]", "{}"},
-      {"one carrier", CarrierDictionary{{"0000000100000001", alpha}}, R"(["Alpha"])",
-       R"({ "Alpha": true })"},
-      {"two carriers", CarrierDictionary{{"0000000100000001", alpha}, {"0000000100000002", beta}},
+  const std::tuple<std::optional<CarrierDictionary>, const char*, const char*> cases[] = {
+      {std::nullopt, "", "{}"},
+      {CarrierDictionary{}, "[]", "{}"},
+      {CarrierDictionary{{"0000000100000001", alpha}}, R"(["Alpha"])", R"({ "Alpha": true })"},
+      {CarrierDictionary{{"0000000100000001", alpha}, {"0000000100000002", {"Beta", false}}},
        R"(["Alpha","Beta"])", R"({ "Alpha": true, "Beta": false })"},
-      {"no name", CarrierDictionary{{"0000000100000001", Carrier{std::nullopt, false}}},
-       R"x(["(null)"])x", R"x({ "(null)": false })x"},
-      {"a quote in a name", CarrierDictionary{{"1", Carrier{"Al\"pha", true}}}, R"(["Al"pha"])",
-       R"({ "Al"pha": true })"},
-      {"the same name twice", CarrierDictionary{{"1", alpha}, {"2", Carrier{"Alpha", false}}},
-       R"(["Alpha","Alpha"])", R"({ "Alpha": true, "Alpha": false })"},
+      {CarrierDictionary{{"1", {std::nullopt, false}}}, R"x(["(null)"])x",
+       R"x({ "(null)": false })x"},
+      {CarrierDictionary{{"1", {"Al\"pha", true}}}, R"(["Al"pha"])", R"({ "Al"pha": true })"},
+      {CarrierDictionary{{"1", alpha}, {"2", {"Alpha", false}}}, R"(["Alpha","Alpha"])",
+       R"({ "Alpha": true, "Alpha": false })"},
   };
-  for (const Case& c : cases) {
-    network_.telephony.carriers = c.carriers;
-    EXPECT_EQ(Value(RQBCarrierDataHelper()), c.carrier) << c.situation;
-    EXPECT_EQ(Value(RQBVoipDataHelper()), c.voip) << c.situation;
+  for (const auto& [carriers, carrier, voip] : cases) {
+    network_.telephony.carriers = carriers;
+    EXPECT_EQ(RQBCarrierDataHelper().getValue(), carrier);
+    EXPECT_EQ(RQBVoipDataHelper().getValue(), voip);
   }
-}
-
-TEST(NetworkCollectorsOnOlderSystems, ReportNoCarriersBefore12) {
-  test::FakeNetworkPlatform network("11.4.1");
-  network.telephony.carriers = CarrierDictionary{{"1", Carrier{"Alpha", true}}};
-  EXPECT_EQ(RQBNetworkUtil::getCarriers(), std::nullopt);
-  EXPECT_EQ(RQBCarrierDataHelper().getValue(), "");
-  EXPECT_EQ(RQBVoipDataHelper().getValue(), "{}");
+  network_.operating_system.version = ParseOperatingSystemVersion("11.4.1");
+  network_.telephony.carriers = CarrierDictionary{{"1", alpha}};
+  EXPECT_EQ(RQBCarrierDataHelper().getValue(), "") << "before 12.0";
+  EXPECT_EQ(RQBVoipDataHelper().getValue(), "{}") << "before 12.0";
 }
 
 }  // namespace

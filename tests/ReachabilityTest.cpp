@@ -2,11 +2,9 @@
 // its change notification is posted.
 #include <gtest/gtest.h>
 
-#include <future>
 #include <thread>
 
 #include "FakeNetworkPlatform.h"
-#include "FakePlatform.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/RunLoop.h"
 #include "Utils/Reachability/Reachability.h"
@@ -23,184 +21,95 @@ constexpr ReachabilityFlags kOnTraffic = kReachabilityFlagConnectionOnTraffic;
 constexpr ReachabilityFlags kOnDemand = kReachabilityFlagConnectionOnDemand;
 constexpr ReachabilityFlags kIntervention = kReachabilityFlagInterventionRequired;
 
-std::chrono::steady_clock::time_point Soon() { return std::chrono::steady_clock::now() + 20s; }
+// Each change notification as its object and the thread it came on.
+using Observed = std::vector<std::pair<void*, std::thread::id>>;
 
 class ReachabilityMonitor : public test::PlatformTest {
  protected:
-  // Records every change notification: its object and thread.
-  struct Observed {
-    void* object;
-    std::thread::id thread;
-  };
-
-  ReachabilityMonitor() {
-    observer_ = NotificationCenter::Default().AddObserver(
-        "kNetworkReachabilityChangedNotification", [this](const Notification& notification) {
-          std::lock_guard lock(mutex_);
-          observed_.push_back({notification.object, std::this_thread::get_id()});
-          if (stop_on_notification_) stop_on_notification_->Stop();
-        });
-  }
   ~ReachabilityMonitor() override { NotificationCenter::Default().RemoveObserver(observer_); }
 
-  std::vector<Observed> Notifications() {
-    std::lock_guard lock(mutex_);
-    return observed_;
-  }
-
-  // Runs the calling thread's loop until a notification arrives.
-  bool RunUntilNotified() {
-    const std::shared_ptr<RunLoop> loop = RunLoop::Current();
-    {
-      std::lock_guard lock(mutex_);
-      stop_on_notification_ = loop;
-    }
-    return loop->RunUntil(Soon());
-  }
-
-  // Runs the calling thread's loop through everything that is due now.
-  static void RunPendingWork() {
-    const std::shared_ptr<RunLoop> loop = RunLoop::Current();
-    loop->Post([loop] { loop->Stop(); });
-    loop->RunUntil(Soon());
+  // Runs this thread's loop until a notification stops it (true) or `time`
+  // has passed.
+  static bool RunLoopFor(std::chrono::milliseconds time) {
+    return RunLoop::Current()->RunUntil(std::chrono::steady_clock::now() + time);
   }
 
   test::FakeNetworkPlatform network_;
+  // Read once no other thread runs.
+  Observed observed_;
 
  private:
-  NotificationCenter::ObserverId observer_ = 0;
-  std::mutex mutex_;
-  std::vector<Observed> observed_;
-  std::shared_ptr<RunLoop> stop_on_notification_;
+  const NotificationCenter::ObserverId observer_ = NotificationCenter::Default().AddObserver(
+      "kNetworkReachabilityChangedNotification", [this](const Notification& notification) {
+        observed_.emplace_back(notification.object, std::this_thread::get_id());
+        RunLoop::Current()->Stop();
+      });
 };
 
-TEST_F(ReachabilityMonitor, MapsFlagsToStatusInTheDocumentedOrder) {
+TEST_F(ReachabilityMonitor, MapsFlagsToStatusInTheDocumentedOrderAndUnreadableFlagsToNone) {
   const auto monitor = Reachability::reachabilityForInternetConnection();
-  ASSERT_NE(monitor, nullptr);
-  struct Case {
-    ReachabilityFlags flags;
-    ReachabilityStatus status;
-  };
-  const Case cases[] = {
-      {0, ReachabilityStatusNone},
+  const std::pair<ReachabilityFlags, ReachabilityStatus> cases[] = {
       {kWwan | kRequired | kOnDemand, ReachabilityStatusNone},  // not reachable wins
       {kReachable, ReachabilityStatusWiFi},
-      {kReachable | kWwan, ReachabilityStatusWWAN},
-      {kReachable | kWwan | kRequired, ReachabilityStatusWWAN},
       {kReachable | kWwan | kRequired | kIntervention, ReachabilityStatusWWAN},
       {kReachable | kRequired, ReachabilityStatusNone},
       {kReachable | kRequired | kOnDemand, ReachabilityStatusWiFi},
       {kReachable | kRequired | kOnTraffic, ReachabilityStatusWiFi},
       {kReachable | kRequired | kOnDemand | kIntervention, ReachabilityStatusNone},
-      {kReachable | kOnTraffic | kIntervention, ReachabilityStatusWiFi},  // falls to row 4
-      {kReachable | kReachabilityFlagIsDirect | kReachabilityFlagIsLocalAddress,
-       ReachabilityStatusWiFi},
+      {kReachable | kOnTraffic | kIntervention, ReachabilityStatusWiFi},
   };
-  for (const Case& c : cases) {
-    EXPECT_EQ(monitor->networkStatusForFlags(c.flags), c.status)
-        << "flags 0x" << std::hex << c.flags;
-    network_.reachability.SetFlags(c.flags);
-    EXPECT_EQ(monitor->currentReachabilityStatus(), c.status) << "flags 0x" << std::hex << c.flags;
+  for (const auto& [flags, status] : cases) {
+    SCOPED_TRACE(testing::Message() << "flags 0x" << std::hex << flags);
+    EXPECT_EQ(monitor->networkStatusForFlags(flags), status);
+    network_.reachability.SetFlags(flags);
+    EXPECT_EQ(monitor->currentReachabilityStatus(), status);
+    EXPECT_EQ(monitor->connectionRequired(), (flags & kRequired) != 0);
   }
-}
-
-TEST_F(ReachabilityMonitor, UnreadableFlagsReadAsNotReachableAndNoConnectionRequired) {
-  const auto monitor = Reachability::reachabilityForInternetConnection();
-  network_.reachability.SetFlags(kReachable | kRequired);
-  EXPECT_TRUE(monitor->connectionRequired());
-  network_.reachability.SetFlags(kReachable | kWwan);
-  EXPECT_FALSE(monitor->connectionRequired());
   network_.reachability.SetFlags(std::nullopt);
   EXPECT_FALSE(monitor->connectionRequired());
   EXPECT_EQ(monitor->currentReachabilityStatus(), ReachabilityStatusNone);
 }
 
-TEST_F(ReachabilityMonitor, AsksForTheZeroAddressInThePlatformsLayout) {
+TEST_F(ReachabilityMonitor, FactoriesPassTheAddressInThePlatformsLayoutAndFailWithoutATarget) {
   ASSERT_NE(Reachability::reachabilityForInternetConnection(), nullptr);
-  const std::vector<std::uint8_t> zero_address = {0x10, 0x02, 0, 0, 0, 0, 0, 0,
-                                                  0,    0,    0, 0, 0, 0, 0, 0};
-  EXPECT_EQ(network_.reachability.Addresses(),
-            std::vector<std::vector<std::uint8_t>>{zero_address});
-}
-
-TEST_F(ReachabilityMonitor, FactoriesGiveNothingWhenNoTargetCanBeMade) {
-  const std::uint8_t ipv4[16] = {16, 2, 0, 80, 192, 0, 2, 1};
-  EXPECT_NE(Reachability::reachabilityWithAddress(ipv4), nullptr);
+  EXPECT_EQ(network_.reachability.last_address,
+            (std::vector<std::uint8_t>{0x10, 0x02, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
   EXPECT_NE(Reachability::reachabilityWithHostName("example.invalid"), nullptr);
   EXPECT_EQ(Reachability::reachabilityWithAddress(nullptr), nullptr);
 
-  network_.reachability.RefuseTargets(true);
-  EXPECT_EQ(Reachability::reachabilityWithAddress(ipv4), nullptr);
-  EXPECT_EQ(Reachability::reachabilityWithHostName("example.invalid"), nullptr);
+  network_.reachability.refuse_targets = true;
   EXPECT_EQ(Reachability::reachabilityForInternetConnection(), nullptr);
-  EXPECT_EQ(network_.reachability.Addresses()[0],
-            std::vector<std::uint8_t>(std::begin(ipv4), std::end(ipv4)));
 }
 
-TEST_F(ReachabilityMonitor, PostsAChangeWithTheMonitorAsObjectOnlyWhileItsLoopRuns) {
+TEST_F(ReachabilityMonitor, PostsAChangeWithTheMonitorOnlyOnTheSchedulingThreadWhileItsLoopRuns) {
   const auto monitor = Reachability::reachabilityForInternetConnection();
   ASSERT_TRUE(monitor->startNotifier());
-
+  // Another monitor, on a thread that has ended, so its loop never runs.
+  std::unique_ptr<Reachability> other;
+  std::thread([&] {
+    other = Reachability::reachabilityForInternetConnection();
+    EXPECT_TRUE(other->startNotifier());
+  }).join();
   std::thread([&] { network_.reachability.InjectChange(); }).join();
-  EXPECT_TRUE(Notifications().empty()) << "delivered while no loop ran";
-
-  ASSERT_TRUE(RunUntilNotified());
-  const auto notifications = Notifications();
-  ASSERT_EQ(notifications.size(), 1u);
-  EXPECT_EQ(notifications[0].object, monitor.get());
-  EXPECT_EQ(notifications[0].thread, std::this_thread::get_id());
+  EXPECT_TRUE(RunLoopFor(20s)) << "no notification";
+  EXPECT_FALSE(RunLoopFor(100ms)) << "a second notification";
+  EXPECT_EQ(observed_, (Observed{{monitor.get(), std::this_thread::get_id()}}));
 }
 
-TEST_F(ReachabilityMonitor, AMonitorStartedOnAThreadWhoseLoopNeverRunsNeverNotifies) {
-  std::promise<void> started;
-  std::promise<void> finish;
-  std::thread worker([&] {
-    const auto monitor = Reachability::reachabilityForInternetConnection();
-    EXPECT_TRUE(monitor->startNotifier());
-    started.set_value();
-    finish.get_future().wait();
-  });
-  started.get_future().wait();
-  network_.reachability.InjectChange();
-  RunPendingWork();  // this thread's loop runs; the worker's does not
-  finish.set_value();
-  worker.join();
-  EXPECT_TRUE(Notifications().empty());
-}
-
-TEST_F(ReachabilityMonitor, StopNotifierEndsNotifications) {
-  const auto monitor = Reachability::reachabilityForInternetConnection();
-  network_.reachability.RefuseScheduling(true);
-  EXPECT_FALSE(monitor->startNotifier());
-  network_.reachability.RefuseScheduling(false);
+TEST_F(ReachabilityMonitor, StopNotifierAndTeardownUnscheduleSoNoChangeIsPosted) {
+  auto monitor = Reachability::reachabilityForInternetConnection();
   ASSERT_TRUE(monitor->startNotifier());
   monitor->stopNotifier();
   network_.reachability.InjectChange();
-  RunPendingWork();
-  EXPECT_TRUE(Notifications().empty());
-  EXPECT_EQ(network_.reachability.Events(),
-            (std::vector<std::string>{"create", "schedule", "unschedule"}));
+  EXPECT_FALSE(RunLoopFor(100ms)) << "notified after stopNotifier";
 
-  // And it may be started again.
-  ASSERT_TRUE(monitor->startNotifier());
-  network_.reachability.InjectChange();
-  EXPECT_TRUE(RunUntilNotified());
-}
-
-TEST_F(ReachabilityMonitor, TeardownUnschedulesBeforeReleasingTheTarget) {
-  auto monitor = Reachability::reachabilityForInternetConnection();
-  ASSERT_TRUE(monitor->startNotifier());
-  network_.reachability.InjectChange();  // pending, never delivered
+  ASSERT_TRUE(monitor->startNotifier()) << "a stopped monitor starts again";
+  network_.reachability.InjectChange();  // pending when the monitor goes
   monitor.reset();
-  RunPendingWork();
-  EXPECT_TRUE(Notifications().empty());
-  EXPECT_EQ(network_.reachability.Events(),
-            (std::vector<std::string>{"create", "schedule", "unschedule", "destroy"}));
-
-  // A monitor that was never started is released without unscheduling.
-  Reachability::reachabilityForInternetConnection().reset();
-  EXPECT_EQ(network_.reachability.Events().back(), "destroy");
-  EXPECT_EQ(network_.reachability.Events().size(), 6u);
+  EXPECT_FALSE(RunLoopFor(100ms)) << "notified after teardown";
+  EXPECT_EQ(network_.reachability.events,
+            (std::vector<std::string>{"create", "schedule", "unschedule", "schedule", "unschedule",
+                                      "destroy"}));
 }
 
 }  // namespace

@@ -6,94 +6,70 @@
 #include <algorithm>
 #include <utility>
 
+#include "Platform/RunLoop.h"
+
 namespace rqb::test {
 
-// Changes arrive through an eventfd registered on the scheduling loop, the
-// way a real target's events arrive through its own descriptor.
-class FakeReachabilityTarget final : public ReachabilityTarget {
- public:
-  explicit FakeReachabilityTarget(FakeNetworkReachability& owner)
-      : owner_(owner), changes_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+// Changes arrive through an eventfd on the scheduling loop, the way a real
+// target's arrive through its own descriptor.
+struct FakeReachabilityTarget final : ReachabilityTarget {
+  explicit FakeReachabilityTarget(FakeNetworkReachability& maker) : owner(maker) {}
 
   ~FakeReachabilityTarget() override {
     // Whoever owned the target should have unscheduled it first.
-    if (scheduled_.Unschedule(nullptr)) owner_.Record("destroy while scheduled");
-    owner_.Forget(this);
-    close(changes_);
+    owner.Record(source.Unschedule(nullptr) ? "destroy while scheduled" : "destroy", this);
+    close(changes);
   }
 
   std::optional<ReachabilityFlags> GetFlags() override {
-    std::lock_guard lock(owner_.mutex_);
-    return owner_.flags_;
+    std::lock_guard lock(owner.mutex_);
+    return owner.flags_;
   }
 
+  // Set before scheduling and read only on the scheduling loop's thread.
   bool SetCallback(Callback callback) override {
-    std::lock_guard lock(mutex_);
-    callback_ = std::move(callback);
+    on_change = std::move(callback);
     return true;
   }
 
   bool ScheduleWithRunLoop(const std::shared_ptr<RunLoop>& loop) override {
-    {
-      std::lock_guard lock(owner_.mutex_);
-      if (owner_.refuse_scheduling_) return false;
-    }
-    if (const std::shared_ptr<RunLoop> current = scheduled_.loop()) return current == loop;
-    if (!scheduled_.Schedule(loop, changes_, [this] { OnChange(); })) return false;
-    owner_.Record("schedule");
-    return true;
+    const bool scheduled = source.Schedule(loop, changes, [this] {
+      eventfd_t count;
+      eventfd_read(changes, &count);
+      if (on_change) on_change(GetFlags().value_or(0));
+    });
+    if (scheduled) owner.Record("schedule");
+    return scheduled;
   }
 
   bool UnscheduleFromRunLoop(const RunLoop& loop) override {
-    if (!scheduled_.Unschedule(&loop)) return false;
-    owner_.Record("unschedule");
-    return true;
+    const bool unscheduled = source.Unschedule(&loop);
+    if (unscheduled) owner.Record("unschedule");
+    return unscheduled;
   }
 
-  void InjectChange() {
-    const std::uint64_t one = 1;
-    [[maybe_unused]] ssize_t written = write(changes_, &one, sizeof one);
-  }
-
- private:
-  void OnChange() {
-    std::uint64_t count = 0;
-    [[maybe_unused]] ssize_t got = read(changes_, &count, sizeof count);
-    Callback callback;
-    {
-      std::lock_guard lock(mutex_);
-      callback = callback_;
-    }
-    if (callback) callback(GetFlags().value_or(0));
-  }
-
-  FakeNetworkReachability& owner_;
-  const int changes_;
-  std::mutex mutex_;
-  Callback callback_;
-  ScheduledSource scheduled_;
+  FakeNetworkReachability& owner;
+  const int changes = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  Callback on_change;
+  ScheduledSource source;
 };
 
 std::unique_ptr<ReachabilityTarget> FakeNetworkReachability::CreateWithName(std::string_view) {
-  return MakeTarget();
+  std::lock_guard lock(mutex_);
+  if (refuse_targets) return nullptr;
+  events.push_back("create");
+  auto target = std::make_unique<FakeReachabilityTarget>(*this);
+  targets_.push_back(target.get());
+  return target;
 }
 
 std::unique_ptr<ReachabilityTarget> FakeNetworkReachability::CreateWithAddress(
     std::span<const std::uint8_t> address) {
   {
     std::lock_guard lock(mutex_);
-    addresses_.emplace_back(address.begin(), address.end());
+    last_address.assign(address.begin(), address.end());
   }
-  return MakeTarget();
-}
-
-std::unique_ptr<ReachabilityTarget> FakeNetworkReachability::MakeTarget() {
-  std::lock_guard lock(mutex_);
-  if (refuse_targets_) return nullptr;
-  events_.push_back("create");
-  auto target = std::make_unique<FakeReachabilityTarget>(*this);
-  targets_.push_back(target.get());
-  return target;
+  return CreateWithName({});
 }
 
 void FakeNetworkReachability::SetFlags(std::optional<ReachabilityFlags> flags) {
@@ -101,44 +77,18 @@ void FakeNetworkReachability::SetFlags(std::optional<ReachabilityFlags> flags) {
   flags_ = flags;
 }
 
-void FakeNetworkReachability::RefuseTargets(bool refuse) {
-  std::lock_guard lock(mutex_);
-  refuse_targets_ = refuse;
-}
-
-void FakeNetworkReachability::RefuseScheduling(bool refuse) {
-  std::lock_guard lock(mutex_);
-  refuse_scheduling_ = refuse;
-}
-
 void FakeNetworkReachability::InjectChange() {
   std::lock_guard lock(mutex_);
-  for (FakeReachabilityTarget* target : targets_) target->InjectChange();
+  for (FakeReachabilityTarget* target : targets_) eventfd_write(target->changes, 1);
 }
 
-void FakeNetworkReachability::Record(std::string event) {
+void FakeNetworkReachability::Record(std::string event, FakeReachabilityTarget* destroyed) {
   std::lock_guard lock(mutex_);
-  events_.push_back(std::move(event));
+  events.push_back(std::move(event));
+  if (destroyed) targets_.erase(std::find(targets_.begin(), targets_.end(), destroyed));
 }
 
-void FakeNetworkReachability::Forget(FakeReachabilityTarget* target) {
-  std::lock_guard lock(mutex_);
-  targets_.erase(std::find(targets_.begin(), targets_.end(), target));
-  events_.push_back("destroy");
-}
-
-std::vector<std::string> FakeNetworkReachability::Events() const {
-  std::lock_guard lock(mutex_);
-  return events_;
-}
-
-std::vector<std::vector<std::uint8_t>> FakeNetworkReachability::Addresses() const {
-  std::lock_guard lock(mutex_);
-  return addresses_;
-}
-
-FakeNetworkPlatform::FakeNetworkPlatform(const char* system_version)
-    : operating_system(system_version) {
+FakeNetworkPlatform::FakeNetworkPlatform() : operating_system("12.0") {
   Platform fakes;
   fakes.network_reachability = &reachability;
   fakes.captive_network = &captive_network;

@@ -1,68 +1,49 @@
 // Fakes of the network providers: reachability, Wi-Fi networks, telephony.
 #pragma once
 
-#include <cstdint>
-#include <map>
-#include <memory>
-#include <mutex>
-#include <optional>
-#include <string>
-#include <vector>
-
 #include "FakePlatform.h"
 #include "Platform/CaptiveNetwork.h"
 #include "Platform/NetworkReachability.h"
-#include "Platform/Platform.h"
-#include "Platform/RunLoop.h"
 #include "Platform/Telephony.h"
 
 namespace rqb::test {
 
-class FakeReachabilityTarget;
+struct FakeReachabilityTarget;
 
-// Targets whose flags the test sets, and whose changes it injects. Records
-// what happens to targets, in order: "create", "schedule", "unschedule" and
-// "destroy" events.
+// Targets that read the flags the test sets and see the changes it injects.
+// Any thread.
 class FakeNetworkReachability final : public NetworkReachability {
  public:
   std::unique_ptr<ReachabilityTarget> CreateWithName(std::string_view host_name) override;
   std::unique_ptr<ReachabilityTarget> CreateWithAddress(
       std::span<const std::uint8_t> address) override;
 
-  // The flags every target reads; nothing makes the reading fail.
+  // nullopt: the flags cannot be read.
   void SetFlags(std::optional<ReachabilityFlags> flags);
-  // Failures to inject: no target at all, no scheduling.
-  void RefuseTargets(bool refuse);
-  void RefuseScheduling(bool refuse);
-
-  // Makes every scheduled target see a change: its callback runs on the
-  // scheduling loop's thread when that loop next runs. Any thread.
+  // Every live target sees a change, which reaches its callback on the
+  // thread of the loop it is scheduled on, when that loop next runs.
   void InjectChange();
 
-  std::vector<std::string> Events() const;
-  // The address bytes that targets were asked for.
-  std::vector<std::vector<std::uint8_t>> Addresses() const;
+  // Set before the code under test runs: no target can be made.
+  bool refuse_targets = false;
+  // Read once no other thread makes or uses targets. What happened to them,
+  // in order: "create", "schedule", "unschedule", "destroy" ("destroy while
+  // scheduled" when nobody unscheduled it); the last address asked for.
+  std::vector<std::string> events;
+  std::vector<std::uint8_t> last_address;
 
  private:
-  friend class FakeReachabilityTarget;
-  std::unique_ptr<ReachabilityTarget> MakeTarget();
-  void Record(std::string event);
-  // A target's last word before it is destroyed.
-  void Forget(FakeReachabilityTarget* target);
+  friend struct FakeReachabilityTarget;
+  void Record(std::string event, FakeReachabilityTarget* destroyed = nullptr);
 
   mutable std::mutex mutex_;
   std::optional<ReachabilityFlags> flags_ = kReachabilityFlagReachable;
-  bool refuse_targets_ = false;
-  bool refuse_scheduling_ = false;
-  std::vector<std::string> events_;
-  std::vector<std::vector<std::uint8_t>> addresses_;
-  std::vector<FakeReachabilityTarget*> targets_;  // alive ones
+  std::vector<FakeReachabilityTarget*> targets_;  // the live ones
 };
 
 // Interfaces and their network dictionaries as the test sets them, before
 // the code under test runs; an interface without an entry has no network.
-class FakeCaptiveNetwork final : public CaptiveNetwork {
- public:
+struct FakeCaptiveNetwork final : CaptiveNetwork {
   std::optional<std::vector<std::string>> CopySupportedInterfaces() override { return interfaces; }
   std::optional<NetworkInfo> CopyCurrentNetworkInfo(std::string_view interface_name) override {
     const auto found = networks.find(interface_name);
@@ -74,8 +55,7 @@ class FakeCaptiveNetwork final : public CaptiveNetwork {
 };
 
 // Carriers as the test sets them, before the code under test runs.
-class FakeTelephony final : public Telephony {
- public:
+struct FakeTelephony final : Telephony {
   std::optional<CarrierDictionary> ServiceSubscriberCellularProviders() override {
     return carriers;
   }
@@ -87,7 +67,7 @@ class FakeTelephony final : public Telephony {
 // Make it after any fixture of wider scope (e.g. PlatformTest), so that the
 // overrides end in reverse order.
 struct FakeNetworkPlatform {
-  explicit FakeNetworkPlatform(const char* system_version = "12.0");
+  FakeNetworkPlatform();
 
   FakeNetworkReachability reachability;
   FakeCaptiveNetwork captive_network;
