@@ -2,12 +2,11 @@
 // of the test's own, put in force together.
 #pragma once
 
-#include <cstddef>
+#include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
-#include <thread>
+#include <utility>
 
 #include "Platform/DeviceCalendar.h"
 #include "Platform/LocationServices.h"
@@ -16,49 +15,34 @@
 
 namespace rqb::test {
 
-// Location services with a switch, a status and one cached fix that every
-// manager hands out. Counts what the code under test asked of it.
+// Location services with a switch, a status and one cached fix (all zeros
+// unless a test sets another) that every manager hands out. Change them only
+// while no collection run is going on; the counters count from any thread.
 class FakeLocationServices final : public LocationServices {
  public:
-  void SetEnabled(bool enabled);
-  void SetStatus(std::int32_t status);
-  void SetCachedLocation(std::optional<Location> location);
+  void SetEnabled(bool on) { enabled_ = on; }
+  void SetStatus(std::int32_t status) { status_ = status; }
+  void SetCachedLocation(std::optional<Location> location) { location_ = std::move(location); }
 
-  std::size_t ManagersCreated() const;
-  // Reads of a manager's cached location, by any manager.
-  std::size_t CachedLocationReads() const;
-  std::thread::id LastCreatingThread() const;
-  // The creation number (1, 2, ...) of a manager this fake made.
-  static int SerialOf(const LocationManager& manager);
-
-  bool LocationServicesEnabled() const override;
-  std::int32_t AuthorizationStatus() const override;
+  bool LocationServicesEnabled() const override { return enabled_; }
+  std::int32_t AuthorizationStatus() const override { return status_; }
   std::shared_ptr<LocationManager> CreateManager() override;
 
- private:
-  friend class FakeLocationManager;
-  std::optional<Location> ReadCachedLocation();
+  std::atomic<int> managers_created = 0;
+  std::atomic<int> cached_location_reads = 0;  // by any manager
 
-  mutable std::mutex mutex_;
-  bool enabled_ = true;                                 // guarded by mutex_
-  std::int32_t status_ = kLocationAuthorizedWhenInUse;  // guarded by mutex_
-  std::optional<Location> location_;                    // guarded by mutex_
-  std::size_t managers_created_ = 0;                    // guarded by mutex_
-  std::size_t cached_location_reads_ = 0;               // guarded by mutex_
-  std::thread::id last_creating_thread_;                // guarded by mutex_
+ private:
+  friend struct FakeLocationManager;
+  bool enabled_ = true;
+  std::int32_t status_ = kLocationAuthorizedWhenInUse;
+  std::optional<Location> location_ = Location{};
 };
 
-// Fixed regional settings: pt_BR in America/Sao_Paulo (UTC-3 all year round
-// since 2019), Sunday first, one day in the first week, unless a test sets
-// others.
+// pt_BR in America/Sao_Paulo (UTC-3 all year round since 2019), Sunday first,
+// one day in the first week.
 class FakeDeviceCalendar final : public DeviceCalendar {
  public:
-  void Set(CalendarSettings settings);
-  CalendarSettings Current() const override;
-
- private:
-  mutable std::mutex mutex_;
-  CalendarSettings settings_{"pt_BR", "America/Sao_Paulo", 1, 1};  // guarded by mutex_
+  CalendarSettings Current() const override { return {"pt_BR", "America/Sao_Paulo", 1, 1}; }
 };
 
 // Puts the fakes above and its own main queue in force for its lifetime.
@@ -68,9 +52,6 @@ class FakeLocationPlatform {
  public:
   FakeLocationPlatform();
   ~FakeLocationPlatform();
-
-  FakeLocationPlatform(const FakeLocationPlatform&) = delete;
-  FakeLocationPlatform& operator=(const FakeLocationPlatform&) = delete;
 
   FakeLocationServices location;
   FakeDeviceCalendar calendar;
