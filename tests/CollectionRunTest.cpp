@@ -37,19 +37,16 @@ class CollectionRun : public PlatformTest {
   }
 };
 
-TEST_F(CollectionRun, WithNoCollectorClassPostsAnEmptyVariablesObject) {
-  RQBehavior::getInstance("shop-app-01").collectDeviceInformation("9B2C61D4-0E7A-4F3B-8C55-1A2D3E4F5A6B");
+TEST_F(CollectionRun, RunsLaterOnTheBackgroundQueueAndPostsToTheVariablesEndpoint) {
+  RQBehavior::getInstance("shop-app-01").collectDeviceInformation("9B2C61D4-session");
   EXPECT_TRUE(sessions_.Tasks().empty()) << "the run must not start on the caller's thread";
   background_.RunAll();
-  EXPECT_EQ(PostedBodies(), std::vector<std::string>{
-                                "{\n"
-                                "  \"Variables\" : {\n"
-                                "\n"
-                                "  },\n"
-                                "  \"SessionID\" : \"9B2C61D4-0E7A-4F3B-8C55-1A2D3E4F5A6B\",\n"
-                                "  \"App\" : \"shop-app-01\"\n"
-                                "}"});
+  ASSERT_EQ(sessions_.Tasks().size(), 1u);
   EXPECT_EQ(sessions_.Tasks()[0].request.url, std::string(RQB_PROFILER_BASE_URL) + "variables");
+  EXPECT_EQ(nlohmann::json::parse(sessions_.Tasks()[0].request.http_body),
+            nlohmann::json({{"Variables", nlohmann::json::object()},
+                            {"SessionID", "9B2C61D4-session"},
+                            {"App", "shop-app-01"}}));
   EXPECT_TRUE(log_.Lines().empty());
 }
 

@@ -1,4 +1,4 @@
-// Whole collection runs through the library's own class table, with every
+// A whole collection run through the library's own class table, with every
 // provider faked: the profile a well-known phone on cellular posts.
 #include <gtest/gtest.h>
 
@@ -32,7 +32,6 @@ class DeviceProfile : public test::PlatformTest {
     fix.vertical_accuracy = 10;
     fix.course = 181.5;
     fix.speed = 0.75;
-    fix.floor_level = 2;
     location_.location.SetStatus(kLocationAuthorizedAlways);
     location_.location.SetCachedLocation(fix);
   }
@@ -94,14 +93,6 @@ TEST_F(DeviceProfile, HoldsTwentySevenKeysAndNoLocationOnTheFirstRunOfAProcess) 
       {"ConnectedViaWifi", "false"},
   };
   EXPECT_EQ(CollectVariables(), expected);
-}
-
-TEST_F(DeviceProfile, CarriesTheLocationOnceTheMainThreadHasServedItsQueue) {
-  CollectVariables();
-  RQBehavior::drainMainQueue();
-  EXPECT_EQ(CollectVariables()["Location"],
-            R"({ "lat": -23.5505, "lot": -46.6333, "alt": 760.5, "ts": 2021-01-21T14:03:07-0300, )"
-            R"("hac": 65, "vac": 10, "c": 181.5, "s": 0.75, "fl": 2 })");
 }
 
 }  // namespace

@@ -5,14 +5,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <nlohmann/json.hpp>
-
 #include "Constants/RQBBuildConfig.h"
 #include "FakePlatform.h"
 #include "LoopbackReceiver.h"
-#include "Platform/ThreadPool.h"
 #include "Platform/linux/CurlUrlSession.h"
-#include "RQBehavior/RQBehavior.h"
 #include "Services/RQBHttpService.h"
 
 namespace rqb {
@@ -138,24 +134,6 @@ TEST_F(HttpsUpload, ARefusedConnectionOrAnUntrustedCertificateLogsOneErrorLine) 
     EXPECT_TRUE(line.starts_with("variables POST ERROR: ")) << line;
   }
   EXPECT_EQ(receiver_.RequestCount(), 0u);
-}
-
-TEST_F(HttpsUpload, AHostCallReachesTheServiceThroughTheBackgroundQueue) {
-  ThreadPool pool(4, nullptr);
-  Route(receiver_.port(), ca_);
-  Platform real_queue;
-  real_queue.background_queue = &pool;
-  ScopedPlatformOverride use_pool(real_queue);
-
-  RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
-  const std::string session = behavior.generateSessionId();
-  behavior.collectDeviceInformation(session);
-  ASSERT_TRUE(observed_->WaitForCompletions(1));
-  ASSERT_EQ(receiver_.RequestCount(), 1u);
-  const nlohmann::json profile = nlohmann::json::parse(receiver_.Requests()[0].body);
-  EXPECT_EQ(profile, nlohmann::json({{"Variables", nlohmann::json::object()},
-                                     {"SessionID", session},
-                                     {"App", "shop-app-01"}}));
 }
 
 }  // namespace

@@ -19,15 +19,6 @@ constexpr char kNoSessionIdReason[] =
 
 class SessionControl : public PlatformTest {};
 
-TEST_F(SessionControl, GetInstanceReturnsOneInstanceAndReplacesAppEveryCall) {
-  RQBehavior& first = RQBehavior::getInstance("shop-app-01");
-  RQBehavior& second = RQBehavior::getInstance("shop-app-02");
-  EXPECT_EQ(&first, &second);
-  EXPECT_EQ(second.app(), "shop-app-02");
-  RQBehavior::getInstance(std::nullopt);
-  EXPECT_EQ(second.app(), std::nullopt);
-}
-
 TEST_F(SessionControl, RefusedSessionIdentifiersRaiseNoSessionIdAndScheduleNothing) {
   RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
   behavior.collectDeviceInformation("accepted-session");

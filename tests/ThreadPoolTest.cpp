@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <latch>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -29,19 +28,6 @@ TEST(ThreadPool, ABurstOfTasksRunsOnAtMostItsThreads) {
   EXPECT_EQ(ran, 2000);
   EXPECT_LE(threads.size(), 4u);
   EXPECT_LE(started, 4);
-}
-
-TEST(ThreadPool, TasksRunConcurrently) {
-  ThreadPool pool(2, nullptr);
-  std::latch both_running(2);
-  std::latch done(2);
-  for (int i = 0; i < 2; ++i) {
-    pool.Submit([&] {
-      both_running.arrive_and_wait();  // deadlocks unless both run at once
-      done.count_down();
-    });
-  }
-  done.wait();
 }
 
 }  // namespace
