@@ -36,6 +36,9 @@ LoopbackReceiver::LoopbackReceiver(const TestCertificateAuthority& ca, const std
   server_ = std::make_unique<httplib::SSLServer>(credentials.certificate.get(),
                                                  credentials.key.get());
   if (!server_->is_valid()) throw std::runtime_error("loopback receiver: TLS set-up failed");
+  // The response goes out in two writes; with Nagle's algorithm on, the
+  // second waits for the client's delayed acknowledgement (about 40 ms).
+  server_->set_tcp_nodelay(true);
   server_->Post(".*", [this](const httplib::Request& request, httplib::Response& response) {
     ReceivedRequest received;
     received.method = request.method;
