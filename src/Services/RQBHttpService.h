@@ -1,12 +1,12 @@
 // Upload of one device profile with one HTTPS POST.
 #pragma once
 
-#include <mutex>
 #include <optional>
 #include <string>
 
 #include "Platform/UrlSession.h"
 #include "RQBehavior/RQBExport.h"
+#include "Utils/Guarded.h"
 #include "Utils/Json/JsonObject.h"
 
 // The process-wide upload service. Fire and forget: nothing is returned,
@@ -53,9 +53,8 @@ class RQB_EXPORT RQBHttpService {
   RQBHttpService() = default;
   ~RQBHttpService() = default;
 
-  mutable std::mutex mutex_;
-  std::optional<double> timeout_;           // guarded by mutex_
-  std::optional<std::string> app_;          // guarded by mutex_
-  std::optional<std::string> sessionId_;    // guarded by mutex_
-  std::optional<double> requestTimeout_;    // guarded by mutex_
+  rqb::Guarded<std::optional<double>> timeout_;
+  rqb::Guarded<std::optional<std::string>> app_;
+  rqb::Guarded<std::optional<std::string>> sessionId_;
+  rqb::Guarded<std::optional<double>> requestTimeout_;
 };
