@@ -1,10 +1,12 @@
-# Entry points: make demo, make test, make bench, make sanitize.
+# Entry points: make demo, make test, make test-clang, make bench, make sanitize.
 # Each installs the Debian packages it needs first (scripts/install-deps.sh).
 
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
+# Our own builds treat every warning as an error; a host's build does not.
+STRICT := -DRQBEHAVIOR_WARNINGS_AS_ERRORS=ON
 
-.PHONY: all deps demo test bench sanitize sanitize-address sanitize-thread clean
+.PHONY: all deps demo test test-clang bench sanitize sanitize-address sanitize-thread clean
 
 all: build/.configured
 	cmake --build build -j $(JOBS)
@@ -15,7 +17,7 @@ deps:
 # The default build makes the shared library, so the demo and the symbol test
 # see exactly what a host links against.
 build/.configured: | deps
-	cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_SHARED_LIBS=ON $(CMAKE_FLAGS)
+	cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_SHARED_LIBS=ON $(STRICT) $(CMAKE_FLAGS)
 	@touch $@
 
 demo: build/.configured
@@ -26,8 +28,16 @@ test: build/.configured
 	cmake --build build -j $(JOBS)
 	ctest --test-dir build --output-on-failure -j $(JOBS)
 
+# The whole suite again, built with clang++ in Debug.
+test-clang:
+	@./scripts/install-deps.sh clang
+	cmake -S . -B build-clang -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+	  -DCMAKE_BUILD_TYPE=Debug -DBUILD_SHARED_LIBS=ON $(STRICT) $(CMAKE_FLAGS)
+	cmake --build build-clang -j $(JOBS)
+	ctest --test-dir build-clang --output-on-failure -j $(JOBS)
+
 bench: deps
-	cmake -S . -B build-release -DCMAKE_BUILD_TYPE=Release -DRQBEHAVIOR_BUILD_TESTS=OFF $(CMAKE_FLAGS)
+	cmake -S . -B build-release -DCMAKE_BUILD_TYPE=Release -DRQBEHAVIOR_BUILD_TESTS=OFF $(STRICT) $(CMAKE_FLAGS)
 	cmake --build build-release -j $(JOBS) --target rqbehavior-bench
 	./build-release/bench/rqbehavior-bench
 
@@ -46,4 +56,4 @@ sanitize-thread: deps
 	  ctest --test-dir build-tsan --output-on-failure -j $(JOBS)
 
 clean:
-	rm -rf build build-release build-asan build-tsan
+	rm -rf build build-clang build-release build-asan build-tsan

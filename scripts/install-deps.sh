@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages RQBehavior builds and tests with, if any is
-# missing. As root it installs them; otherwise it prints the command to run.
+# missing, and the extra packages named as arguments (e.g. clang). As root it
+# installs them; otherwise it prints the command to run.
 set -euo pipefail
 
 packages=(
@@ -8,7 +9,8 @@ packages=(
   libcurl4-openssl-dev libssl-dev libicu-dev libsystemd-dev
   libgtest-dev libgmock-dev libcpp-httplib-dev nlohmann-json3-dev
   curl binutils
-  libsystemd-dev iproute2
+  iproute2
+  "$@"
 )
 
 missing=()

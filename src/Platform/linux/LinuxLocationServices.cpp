@@ -21,7 +21,7 @@ std::optional<std::uint32_t> ReadAvailableAccuracyLevel() {
   sd_bus* bus = nullptr;
   if (sd_bus_open_system(&bus) < 0) return std::nullopt;
   std::optional<std::uint32_t> level;
-  sd_bus_error error = SD_BUS_ERROR_NULL;
+  sd_bus_error error{};  // SD_BUS_ERROR_NULL, without its C99 compound literal
   std::uint32_t value = 0;
   if (sd_bus_set_method_call_timeout(bus, kBusCallTimeoutMicroseconds) >= 0 &&
       sd_bus_get_property_trivial(

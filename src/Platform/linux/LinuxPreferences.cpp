@@ -165,7 +165,7 @@ std::optional<std::vector<std::string>> KeyboardLayouts(std::string_view keyboar
     if (layout_list[i].empty()) continue;
     std::string keyboard(layout_list[i]);
     if (i < variant_list.size() && !variant_list[i].empty()) {
-      keyboard += "(" + std::string(variant_list[i]) + ")";
+      keyboard.append("(").append(variant_list[i]).append(")");
     }
     keyboards.push_back(std::move(keyboard));
   }

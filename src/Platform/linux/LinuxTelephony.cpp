@@ -72,7 +72,7 @@ bool ReadManagedObject(sd_bus_message* reply, ModemFacts& modem, std::string& si
 
 std::optional<std::string> SimOperatorName(sd_bus* bus, const std::string& sim_path) {
   if (sim_path.empty() || sim_path == "/") return std::nullopt;
-  sd_bus_error error = SD_BUS_ERROR_NULL;
+  sd_bus_error error{};  // SD_BUS_ERROR_NULL, without its C99 compound literal
   char* name = nullptr;
   std::optional<std::string> result;
   if (sd_bus_get_property_string(bus, kService, sim_path.c_str(), kSimInterface, "OperatorName",
@@ -91,7 +91,7 @@ std::optional<std::vector<ModemFacts>> ReadModems() {
   const Bus bus(opened);
   sd_bus_set_method_call_timeout(bus.get(), kCallTimeoutUsec);
 
-  sd_bus_error error = SD_BUS_ERROR_NULL;
+  sd_bus_error error{};  // SD_BUS_ERROR_NULL, without its C99 compound literal
   sd_bus_message* received = nullptr;
   const int called =
       sd_bus_call_method(bus.get(), kService, kManagerPath, "org.freedesktop.DBus.ObjectManager",

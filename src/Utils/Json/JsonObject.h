@@ -25,8 +25,8 @@ class JsonObject {
   void Set(const std::string& key, std::optional<std::string> value);
   void Set(const std::string& key, JsonObject value);
 
-  std::size_t size() const { return members_.size(); }
-  bool empty() const { return members_.empty(); }
+  std::size_t size() const;
+  bool empty() const;
   const std::vector<Member>& members() const { return members_; }
 
   // The text stored under `key`, if the key holds a text.
@@ -40,5 +40,9 @@ struct JsonObject::Member {
   std::string key;
   std::variant<std::string, JsonObject> value;
 };
+
+// Defined once Member is complete: the vector's size needs it.
+inline std::size_t JsonObject::size() const { return members_.size(); }
+inline bool JsonObject::empty() const { return members_.empty(); }
 
 }  // namespace rqb
