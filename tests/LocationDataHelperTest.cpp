@@ -13,7 +13,7 @@
 
 #include "DataHelpers/RQBLocationDataHelper.h"
 #include "FakeLocationPlatform.h"
-#include "Utils/Date/DateFormatter.h"
+#include "Platform/linux/IcuDateFormatter.h"
 #include "Utils/Geolocation/RQBGeolocation.h"
 #include "Utils/Text/NumberText.h"
 
@@ -86,7 +86,7 @@ TEST_F(LocationDataHelper, OverlappingRunsAllWriteTheSameRecord) {
   for (const std::string& value : values) EXPECT_EQ(value, kHead + R"("c": 181.5, "s": 0.75 })");
 }
 
-TEST(DateFormatter, WritesTheWeekBasedYearAndZoneOffsetUnderTheDeviceSettings) {
+TEST(IcuDateFormatter, WritesTheWeekBasedYearAndZoneOffsetUnderTheDeviceSettings) {
   // 09:15 in Berlin (UTC+1) on the last Sunday and Tuesday of 2020, and noon
   // on New Year's Day 2021. The week rules come from the settings, not the
   // locale: Sunday first with one day (US rules), or Monday first with four
@@ -102,7 +102,7 @@ TEST(DateFormatter, WritesTheWeekBasedYearAndZoneOffsetUnderTheDeviceSettings) {
       {{"en_IN", "Asia/Kolkata", 1, 1}, new_year + 5s + 999ms, "2021-01-01T16:30:05+0530"},
   };
   for (const auto& [settings, date, text] : cases) {
-    EXPECT_EQ(DateFormatter(kTimestampPattern, settings).StringFromDate(date), text);
+    EXPECT_EQ(IcuDateFormatter(kTimestampPattern, settings).StringFromDate(date), text);
   }
 }
 

@@ -14,8 +14,8 @@ rqb::SharedGlobal<rqb::DateFormatter>& dtFormatter() {
 }
 
 RQBLocationDataHelper::RQBLocationDataHelper() {
-  dtFormatter().Replace(std::make_shared<rqb::DateFormatter>(
-      rqb::kTimestampPattern, rqb::CurrentPlatform().calendar->Current()));
+  dtFormatter().Replace(
+      rqb::CurrentPlatform().calendar->CreateDateFormatter(rqb::kTimestampPattern));
 }
 
 std::optional<std::string> RQBLocationDataHelper::getKey() { return RQBVARLocation; }

@@ -6,7 +6,7 @@
 
 #include "DataHelpers/RQBDataHelper.h"
 #include "RQBehavior/RQBExport.h"
-#include "Utils/Date/DateFormatter.h"
+#include "Platform/DeviceCalendar.h"
 #include "Utils/SharedGlobal.h"
 
 // "Location": the location the location services have cached, as a one-line

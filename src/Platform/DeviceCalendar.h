@@ -1,19 +1,25 @@
-// The device's regional settings that decide how dates are written.
+// The device's regional settings, as far as they decide how dates are written.
 #pragma once
 
+#include <chrono>
+#include <memory>
 #include <string>
+#include <string_view>
 
 namespace rqb {
 
-struct CalendarSettings {
-  // ICU locale identifier, e.g. "pt_BR", "de_DE", "en_US_POSIX".
-  std::string locale;
-  // Time zone identifier ICU understands: "America/Sao_Paulo", "GMT-03:00".
-  std::string time_zone;
-  // 1 for Sunday through 7 for Saturday.
-  int first_weekday = 1;
-  // How many days of the new year the first week must hold, 1 to 7.
-  int minimal_days_in_first_week = 1;
+// A date formatter fixed, when it was made, to a pattern and to the device's
+// locale, week rules and time zone of that moment. Safe to share between
+// threads.
+class DateFormatter {
+ public:
+  DateFormatter() = default;
+  DateFormatter(const DateFormatter&) = delete;
+  DateFormatter& operator=(const DateFormatter&) = delete;
+  virtual ~DateFormatter() = default;
+
+  // The date as UTF-8 text; "" when the formatter could not be made.
+  virtual std::string StringFromDate(std::chrono::system_clock::time_point date) const = 0;
 };
 
 class DeviceCalendar {
@@ -23,9 +29,12 @@ class DeviceCalendar {
   DeviceCalendar& operator=(const DeviceCalendar&) = delete;
   virtual ~DeviceCalendar() = default;
 
-  // The settings in force now; they may change while the process runs.
-  // Called from any thread; never throws.
-  virtual CalendarSettings Current() const = 0;
+  // A new formatter for the Unicode date pattern `pattern` (UTF-8) under the
+  // device's locale, week rules and time zone as they stand now: "YYYY" is
+  // the week-based year of the device's first weekday and minimal days in
+  // the first week, "ZZZ" the zone offset as a sign and four digits. Called
+  // from any thread; never throws, never returns nullptr.
+  virtual std::shared_ptr<DateFormatter> CreateDateFormatter(std::string_view pattern) const = 0;
 };
 
 }  // namespace rqb

@@ -12,6 +12,7 @@
 #include "Platform/LocationServices.h"
 #include "Platform/MainQueue.h"
 #include "Platform/Platform.h"
+#include "Platform/linux/IcuDateFormatter.h"
 
 namespace rqb::test {
 
@@ -42,7 +43,10 @@ class FakeLocationServices final : public LocationServices {
 // one day in the first week.
 class FakeDeviceCalendar final : public DeviceCalendar {
  public:
-  CalendarSettings Current() const override { return {"pt_BR", "America/Sao_Paulo", 1, 1}; }
+  std::shared_ptr<DateFormatter> CreateDateFormatter(std::string_view pattern) const override {
+    return std::make_shared<IcuDateFormatter>(pattern,
+                                              CalendarSettings{"pt_BR", "America/Sao_Paulo", 1, 1});
+  }
 };
 
 // Puts the fakes above and its own main queue in force for its lifetime.

@@ -32,4 +32,9 @@ CalendarSettings LinuxDeviceCalendar::Current() const {
   return CalendarSettingsFor(icu::Locale::getDefault().getName(), zone_utf8);
 }
 
+std::shared_ptr<DateFormatter> LinuxDeviceCalendar::CreateDateFormatter(
+    std::string_view pattern) const {
+  return std::make_shared<IcuDateFormatter>(pattern, Current());
+}
+
 }  // namespace rqb

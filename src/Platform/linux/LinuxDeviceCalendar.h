@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "Platform/DeviceCalendar.h"
+#include "Platform/linux/IcuDateFormatter.h"
 
 namespace rqb {
 
@@ -18,7 +19,11 @@ CalendarSettings CalendarSettingsFor(std::string_view locale_id, std::string_vie
 // /etc/localtime.
 class LinuxDeviceCalendar final : public DeviceCalendar {
  public:
-  CalendarSettings Current() const override;
+  // The settings in force now.
+  CalendarSettings Current() const;
+
+  // An IcuDateFormatter under Current().
+  std::shared_ptr<DateFormatter> CreateDateFormatter(std::string_view pattern) const override;
 };
 
 }  // namespace rqb

@@ -37,8 +37,7 @@ RQBGeolocation::RQBGeolocation() {
   // been served, so a read right after the first construction finds none.
   platform.main_queue->Submit(
       [] { geoLocationManager().Replace(rqb::CurrentPlatform().location->CreateManager()); });
-  dateFormatter().Replace(
-      std::make_shared<rqb::DateFormatter>(rqb::kTimestampPattern, platform.calendar->Current()));
+  dateFormatter().Replace(platform.calendar->CreateDateFormatter(rqb::kTimestampPattern));
 }
 
 std::optional<rqb::Location> RQBGeolocation::getLastLocation() {

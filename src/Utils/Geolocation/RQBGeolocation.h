@@ -8,7 +8,7 @@
 
 #include "Platform/LocationServices.h"
 #include "RQBehavior/RQBExport.h"
-#include "Utils/Date/DateFormatter.h"
+#include "Platform/DeviceCalendar.h"
 #include "Utils/SharedGlobal.h"
 
 // Stateless; create one wherever a location is needed.
@@ -34,7 +34,7 @@ namespace rqb {
 
 // The pattern of the timestamps the location code writes: seconds followed
 // directly by the zone offset (-0300), and "YYYY" the week-based year.
-inline constexpr char16_t kTimestampPattern[] = u"YYYY-MM-dd'T'HH:mm:ssZZZ";
+inline constexpr char kTimestampPattern[] = "YYYY-MM-dd'T'HH:mm:ssZZZ";
 
 // The code table of RQBGeolocation::getAuthorizationStatusCode().
 std::int32_t AuthorizationStatusCode(bool location_services_enabled, std::int32_t status);

@@ -1,4 +1,4 @@
-#include "Utils/Date/DateFormatter.h"
+#include "Platform/linux/IcuDateFormatter.h"
 
 #include <unicode/calendar.h>
 #include <unicode/locid.h>
@@ -8,7 +8,7 @@
 
 namespace rqb {
 
-DateFormatter::DateFormatter(std::u16string_view pattern, const CalendarSettings& settings) {
+IcuDateFormatter::IcuDateFormatter(std::string_view pattern, const CalendarSettings& settings) {
   UErrorCode status = U_ZERO_ERROR;
   const icu::Locale locale(settings.locale.c_str());
   // The calendar carries the time zone and the week rules; the formatter
@@ -21,15 +21,17 @@ DateFormatter::DateFormatter(std::u16string_view pattern, const CalendarSettings
   calendar->setMinimalDaysInFirstWeek(static_cast<uint8_t>(settings.minimal_days_in_first_week));
 
   auto format = std::make_unique<icu::SimpleDateFormat>(
-      icu::UnicodeString(pattern.data(), static_cast<int32_t>(pattern.size())), locale, status);
+      icu::UnicodeString::fromUTF8(
+          icu::StringPiece(pattern.data(), static_cast<int32_t>(pattern.size()))),
+      locale, status);
   if (U_FAILURE(status)) return;
   format->adoptCalendar(calendar.release());
   format_ = std::move(format);
 }
 
-DateFormatter::~DateFormatter() = default;
+IcuDateFormatter::~IcuDateFormatter() = default;
 
-std::string DateFormatter::StringFromDate(std::chrono::system_clock::time_point date) const {
+std::string IcuDateFormatter::StringFromDate(std::chrono::system_clock::time_point date) const {
   const UDate milliseconds =
       std::chrono::duration<double, std::milli>(date.time_since_epoch()).count();
   icu::UnicodeString text;
