@@ -2,16 +2,29 @@
 
 #include <array>
 #include <charconv>
+#include <ios>
+#include <locale>
+#include <sstream>
 
 namespace rqb {
 
 std::string DoubleDescription(double value) {
+#if defined(__cpp_lib_to_chars)
   // to_chars formats as printf does in the C locale, so a host that switched
   // LC_NUMERIC to a decimal comma cannot change the profile.
   std::array<char, 32> buffer;
   const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
                                     std::chars_format::general, 16);
   return std::string(buffer.data(), result.ptr);
+#else
+  // Standard libraries without floating-point to_chars (the iOS SDK's libc++)
+  // get the same "%.16g" text from a stream fixed to the classic locale.
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text.precision(16);
+  text << value;
+  return text.str();
+#endif
 }
 
 }  // namespace rqb
