@@ -14,8 +14,8 @@ Platform* MakeApplePlatform() {
   platform->background_queue = apple::NewBackgroundQueue();
   platform->main_queue = apple::NewMainQueue();
   platform->url_sessions = apple::NewUrlSessionFactory();
-  // The collector classes are looked up in the library's own table, as on
-  // every system: a static library's classes are not reliably found by name.
+  // The collectors are C++ classes, looked up by name in the library's own
+  // table as on every system.
   platform->classes = new RegistryClassLookup();
   platform->operating_system = apple::NewOperatingSystem();
   platform->location = apple::NewLocationServices();
