@@ -2,7 +2,6 @@
 
 #include <array>
 #include <charconv>
-#include <ios>
 #include <locale>
 #include <sstream>
 
@@ -17,14 +16,18 @@ std::string DoubleDescription(double value) {
                                     std::chars_format::general, 16);
   return std::string(buffer.data(), result.ptr);
 #else
-  // Standard libraries without floating-point to_chars (the iOS SDK's libc++)
-  // get the same "%.16g" text from a stream fixed to the classic locale.
+  return DoubleDescriptionThroughStream(value);
+#endif
+}
+
+std::string DoubleDescriptionThroughStream(double value) {
+  // A stream takes the global locale when it is made; the classic one keeps
+  // the decimal point whatever the host has set.
   std::ostringstream text;
   text.imbue(std::locale::classic());
-  text.precision(16);
+  text.precision(16);  // general notation, as "%.16g"
   text << value;
   return text.str();
-#endif
 }
 
 }  // namespace rqb
