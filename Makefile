@@ -1,12 +1,13 @@
-# Entry points: make demo, make test, make test-clang, make bench, make sanitize.
-# Each installs the Debian packages it needs first (scripts/install-deps.sh).
+# Entry points: make demo, make test, make test-clang, make bench, make sanitize,
+# make ios. Each installs the Debian packages it needs first
+# (scripts/install-deps.sh).
 
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 # Our own builds treat every warning as an error; a host's build does not.
 STRICT := -DRQBEHAVIOR_WARNINGS_AS_ERRORS=ON
 
-.PHONY: all deps demo test test-clang bench sanitize sanitize-address sanitize-thread clean
+.PHONY: all deps demo test test-clang bench sanitize sanitize-address sanitize-thread ios clean
 
 all: build/.configured
 	cmake --build build -j $(JOBS)
@@ -55,5 +56,22 @@ sanitize-thread: deps
 	TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" \
 	  ctest --test-dir build-tsan --output-on-failure -j $(JOBS)
 
+# The static library for iOS on arm64 and a host app linked against it,
+# cross-built with clang and ld64.lld against the iOS SDK named by
+# RQBEHAVIOR_IOS_SDK; then the checks of what was built.
+RQBEHAVIOR_IOS_SDK ?=
+ios:
+ifeq ($(strip $(RQBEHAVIOR_IOS_SDK)),)
+	@echo "make ios needs an iOS SDK: scripts/extract-ios-sdk.sh <git dir of a clone of github.com/theos/sdks> ~/ios-sdks && RQBEHAVIOR_IOS_SDK=~/ios-sdks/iPhoneOS15.6.sdk make ios"
+else
+	@./scripts/install-deps.sh clang-14 lld-14 llvm-14 python3
+	cmake -S . -B build-ios -DCMAKE_TOOLCHAIN_FILE=$(CURDIR)/cmake/ios-arm64.toolchain.cmake \
+	  -DRQBEHAVIOR_IOS_SDK=$(abspath $(RQBEHAVIOR_IOS_SDK)) -DCMAKE_BUILD_TYPE=Release \
+	  $(if $(CMAKE_CXX_COMPILER_LAUNCHER),-DCMAKE_OBJCXX_COMPILER_LAUNCHER=$(CMAKE_CXX_COMPILER_LAUNCHER)) \
+	  $(STRICT) $(CMAKE_FLAGS)
+	cmake --build build-ios -j $(JOBS)
+	ctest --test-dir build-ios --output-on-failure -j $(JOBS)
+endif
+
 clean:
-	rm -rf build build-clang build-release build-asan build-tsan
+	rm -rf build build-clang build-release build-asan build-tsan build-ios

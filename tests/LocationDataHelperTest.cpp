@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <limits>
+#include <locale>
 #include <optional>
 #include <string>
 #include <thread>
@@ -106,11 +107,28 @@ TEST(IcuDateFormatter, WritesTheWeekBasedYearAndZoneOffsetUnderTheDeviceSettings
   }
 }
 
-TEST(DoubleDescription, WritesDoublesAsThePlatformDescribesThem) {
+// A host's locale whose numbers use a decimal comma.
+struct DecimalComma : std::numpunct<char> {
+  char do_decimal_point() const override { return ','; }
+};
+
+TEST(DoubleDescription, WritesDoublesAsThePlatformDescribesThemWhateverTheHostsLocale) {
+  const std::locale host_locale = std::locale::global(std::locale(std::locale(), new DecimalComma));
   // 16 significant digits, not the shortest round trip; whole values carry no ".0".
-  const std::pair<double, const char*> cases[] = {
-      {65.0, "65"}, {68.32, "68.31999999999999"}, {1e20, "1e+20"}, {1e-7, "1e-07"}, {-0.0, "-0"}};
-  for (const auto& [value, text] : cases) EXPECT_EQ(DoubleDescription(value), text);
+  const std::pair<double, const char*> cases[] = {{65.0, "65"},
+                                                  {760.5, "760.5"},
+                                                  {68.32, "68.31999999999999"},
+                                                  {1e20, "1e+20"},
+                                                  {1e-7, "1e-07"},
+                                                  {123456789012345678.0, "1.234567890123457e+17"},
+                                                  {-0.0, "-0"},
+                                                  {std::numeric_limits<double>::infinity(), "inf"}};
+  for (const auto& [value, text] : cases) {
+    EXPECT_EQ(DoubleDescription(value), text);
+    // The form used where the standard library cannot write doubles itself.
+    EXPECT_EQ(DoubleDescriptionThroughStream(value), text);
+  }
+  std::locale::global(host_locale);
 }
 
 }  // namespace

@@ -1,15 +1,15 @@
-#include "Platform/MainQueue.h"
-
 #include <gtest/gtest.h>
 
 #include <thread>
 #include <vector>
 
+#include "Platform/MainQueue.h"
+
 namespace rqb {
 namespace {
 
 TEST(MainQueue, RunsTasksInOrderOnTheServingThreadOnlyWhenServed) {
-  MainQueue queue;
+  DrainableMainQueue queue;
   std::vector<int> ran;
   std::thread::id ran_on;
   std::thread([&] {

@@ -49,7 +49,7 @@ TEST(RunLoop, TasksAndSourcesRunInOrderOnlyWhileTheLoopRunsUntilRemoved) {
 
 TEST(RunLoop, TheMainThreadsLoopServesTheMainQueueOnlyWhileItRuns) {
   // gtest runs test bodies on the process's main thread.
-  MainQueue main_queue;
+  DrainableMainQueue main_queue;
   Platform platform;
   platform.main_queue = &main_queue;
   ScopedPlatformOverride in_force(platform);

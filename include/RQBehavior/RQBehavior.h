@@ -56,6 +56,9 @@ class RQB_EXPORT RQBehavior {
   // own loop; until it does, the library reports no location: the location
   // manager is created there. Tasks that this work queues wait for the next
   // call.
+  //
+  // On iOS the system's main queue serves this work by itself: the call is
+  // not needed there, does nothing and returns 0.
   static std::size_t drainMainQueue();
 
   std::optional<std::string> app() const;
@@ -75,7 +78,7 @@ class RQB_EXPORT RQBehavior {
   ~RQBehavior() = default;
 
   mutable std::mutex mutex_;
-  std::optional<std::string> app_;             // guarded by mutex_
-  std::optional<double> requestTimeout_;       // guarded by mutex_
-  std::optional<std::string> sessionId_;       // guarded by mutex_
+  std::optional<std::string> app_;        // guarded by mutex_
+  std::optional<double> requestTimeout_;  // guarded by mutex_
+  std::optional<std::string> sessionId_;  // guarded by mutex_
 };

@@ -4,7 +4,7 @@
 
 namespace rqb {
 
-void MainQueue::Submit(std::function<void()> task) {
+void DrainableMainQueue::Submit(std::function<void()> task) {
   std::function<void()> wake;
   {
     std::lock_guard lock(mutex_);
@@ -14,7 +14,7 @@ void MainQueue::Submit(std::function<void()> task) {
   if (wake) wake();
 }
 
-std::size_t MainQueue::Drain() {
+std::size_t DrainableMainQueue::Drain() {
   std::lock_guard serving(serving_);
   std::deque<std::function<void()>> due;
   {
@@ -25,7 +25,7 @@ std::size_t MainQueue::Drain() {
   return due.size();
 }
 
-void MainQueue::SetWakeHandler(std::function<void()> handler) {
+void DrainableMainQueue::SetWakeHandler(std::function<void()> handler) {
   std::lock_guard lock(mutex_);
   wake_handler_ = std::move(handler);
 }

@@ -10,21 +10,33 @@
 
 namespace rqb {
 
-// Tasks submitted here run later, one at a time and in order, on whichever
-// thread serves the queue: the main thread's run loop, or a host that calls
-// Drain() from its own loop. Submit() never runs a task itself.
-class MainQueue final : public TaskExecutor {
+// Tasks submitted here run later, one at a time and in order, on the host's
+// main thread. Submit() never runs a task itself.
+class MainQueue : public TaskExecutor {
  public:
-  void Submit(std::function<void()> task) override;
-
-  // Runs, on the calling thread, the tasks queued before the call, in order;
-  // tasks they queue wait for the next Drain(). Returns how many ran. Calls
-  // from several threads are served one after another.
-  std::size_t Drain();
+  // Runs, on the calling thread, the tasks that wait for someone to serve the
+  // queue, and returns how many ran. Where the system serves its main queue
+  // itself, nothing waits and this returns 0.
+  virtual std::size_t Drain() = 0;
 
   // `handler` is called after every Submit(), on the submitting thread, so
   // that the loop serving the queue can wake up. Pass nullptr to remove it.
-  void SetWakeHandler(std::function<void()> handler);
+  // Ignored where the system wakes its own main thread.
+  virtual void SetWakeHandler(std::function<void()> handler) = 0;
+};
+
+// The library's own main queue, for systems that have none: tasks wait until
+// the main thread's run loop or a host calling Drain() serves them.
+class DrainableMainQueue final : public MainQueue {
+ public:
+  void Submit(std::function<void()> task) override;
+
+  // Runs the tasks queued before the call, in order; tasks they queue wait
+  // for the next Drain(). Calls from several threads are served one after
+  // another.
+  std::size_t Drain() override;
+
+  void SetWakeHandler(std::function<void()> handler) override;
 
  private:
   std::mutex serving_;  // held while tasks run, keeping the queue serial

@@ -10,8 +10,6 @@
 
 namespace rqb {
 
-class RunLoop;
-
 // The reachability flag word, with the bit values of the mobile platform so
 // that hosts and receivers read the same numbers everywhere.
 using ReachabilityFlags = std::uint32_t;
@@ -26,8 +24,9 @@ inline constexpr ReachabilityFlags kReachabilityFlagIsDirect = 1u << 17;
 inline constexpr ReachabilityFlags kReachabilityFlagIsWWAN = 1u << 18;
 
 // One destination whose reachability can be read, and watched for changes
-// on a run loop. Owned by whoever created it; destroying it also ends any
-// scheduling still in force, so no callback can outlive it.
+// on the run loop of the thread that schedules it. Owned by whoever created
+// it; destroying it also ends any scheduling still in force, so no callback
+// can outlive it.
 class ReachabilityTarget {
  public:
   using Callback = std::function<void(ReachabilityFlags)>;
@@ -46,15 +45,16 @@ class ReachabilityTarget {
   // the callback cannot be installed.
   virtual bool SetCallback(Callback callback) = 0;
 
-  // Watches for changes and calls the callback on `loop`'s thread while that
-  // loop runs. Returns false when watching cannot start, or when the target
-  // is scheduled on another loop already.
-  virtual bool ScheduleWithRunLoop(const std::shared_ptr<RunLoop>& loop) = 0;
+  // Watches for changes and calls the callback on the calling thread while
+  // that thread runs its run loop. Returns false when watching cannot start,
+  // or when the target is scheduled on another thread's loop already.
+  virtual bool ScheduleWithCurrentRunLoop() = 0;
 
-  // Stops the watching that ScheduleWithRunLoop(`loop`) started. Returns
-  // false when the target is not scheduled on `loop`. Once this returns, the
-  // callback is not running on another thread and is not called again.
-  virtual bool UnscheduleFromRunLoop(const RunLoop& loop) = 0;
+  // Stops the watching that ScheduleWithCurrentRunLoop() started on the
+  // calling thread. Returns false when the target is not scheduled on this
+  // thread's loop. Once this returns, the callback is not running on another
+  // thread and is not called again.
+  virtual bool UnscheduleFromCurrentRunLoop() = 0;
 };
 
 // Makes reachability targets. Called from any thread.

@@ -45,4 +45,8 @@ void NotificationCenter::Post(std::string_view name, void* object) {
   for (const auto& observer : due) observer->Invoke(notification);
 }
 
+void DefaultCenterPoster::Post(std::string_view name, void* object) {
+  NotificationCenter::Default().Post(name, object);
+}
+
 }  // namespace rqb

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "Platform/NotificationPoster.h"
 #include "Platform/RevocableCallback.h"
 
 namespace rqb {
@@ -51,6 +52,13 @@ class NotificationCenter final {
   std::mutex mutex_;
   std::map<ObserverId, Registration> observers_;  // guarded by mutex_; ordered by id, so by age
   ObserverId next_id_ = 1;                        // guarded by mutex_
+};
+
+// Posts to NotificationCenter::Default(), for systems without a notification
+// center of their own.
+class DefaultCenterPoster final : public NotificationPoster {
+ public:
+  void Post(std::string_view name, void* object) override;
 };
 
 }  // namespace rqb

@@ -35,6 +35,7 @@ ScopedPlatformOverride::ScopedPlatformOverride(const Platform& replacement)
   KeepUnset(platform_.location, current.location);
   KeepUnset(platform_.calendar, current.calendar);
   KeepUnset(platform_.network_reachability, current.network_reachability);
+  KeepUnset(platform_.notifications, current.notifications);
   KeepUnset(platform_.captive_network, current.captive_network);
   KeepUnset(platform_.telephony, current.telephony);
   KeepUnset(platform_.device, current.device);

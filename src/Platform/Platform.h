@@ -18,6 +18,7 @@ class LibraryBundle;
 class LogSink;
 class MainQueue;
 class NetworkReachability;
+class NotificationPoster;
 class OperatingSystem;
 class Preferences;
 class RandomSource;
@@ -31,7 +32,7 @@ struct Platform {
   RandomSource* random = nullptr;
   // The low-priority concurrent queue on which collection runs execute.
   TaskExecutor* background_queue = nullptr;
-  // The serial queue served on the host's main thread.
+  // The serial queue of the host's main thread.
   MainQueue* main_queue = nullptr;
   UrlSessionFactory* url_sessions = nullptr;
   // Collector classes by name.
@@ -41,6 +42,8 @@ struct Platform {
   // Locale, week rules and time zone for the dates the library writes.
   DeviceCalendar* calendar = nullptr;
   NetworkReachability* network_reachability = nullptr;
+  // Where reachability monitors announce changes.
+  NotificationPoster* notifications = nullptr;
   // The Wi-Fi interfaces and their networks.
   CaptiveNetwork* captive_network = nullptr;
   Telephony* telephony = nullptr;

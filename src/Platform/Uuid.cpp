@@ -19,10 +19,12 @@ std::string FormatUuidV4(std::array<std::uint8_t, 16> random) {
   return text;
 }
 
-std::string NewUuidString() {
+std::string RandomSource::NewUuidString() {
   std::array<std::uint8_t, 16> random;
-  CurrentPlatform().random->Fill(random);
+  Fill(random);
   return FormatUuidV4(random);
 }
+
+std::string NewUuidString() { return CurrentPlatform().random->NewUuidString(); }
 
 }  // namespace rqb

@@ -11,7 +11,7 @@ namespace rqb {
 // 8-4-4-4-12, with the version and variant bits set.
 std::string FormatUuidV4(std::array<std::uint8_t, 16> random);
 
-// A new random version-4 UUID text from the current platform's random source.
+// A new random version-4 UUID text, made by the current platform.
 std::string NewUuidString();
 
 }  // namespace rqb

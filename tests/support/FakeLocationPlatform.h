@@ -59,7 +59,7 @@ class FakeLocationPlatform {
 
   FakeLocationServices location;
   FakeDeviceCalendar calendar;
-  MainQueue main_queue;
+  DrainableMainQueue main_queue;
 
  private:
   ScopedPlatformOverride override_;  // last: in force only while the fakes exist

@@ -32,8 +32,8 @@ struct FakeReachabilityTarget final : ReachabilityTarget {
     return true;
   }
 
-  bool ScheduleWithRunLoop(const std::shared_ptr<RunLoop>& loop) override {
-    const bool scheduled = source.Schedule(loop, changes, [this] {
+  bool ScheduleWithCurrentRunLoop() override {
+    const bool scheduled = source.Schedule(RunLoop::Current(), changes, [this] {
       eventfd_t count;
       eventfd_read(changes, &count);
       if (on_change) on_change(GetFlags().value_or(0));
@@ -42,8 +42,8 @@ struct FakeReachabilityTarget final : ReachabilityTarget {
     return scheduled;
   }
 
-  bool UnscheduleFromRunLoop(const RunLoop& loop) override {
-    const bool unscheduled = source.Unschedule(&loop);
+  bool UnscheduleFromCurrentRunLoop() override {
+    const bool unscheduled = source.Unschedule(RunLoop::Current().get());
     if (unscheduled) owner.Record("unschedule");
     return unscheduled;
   }

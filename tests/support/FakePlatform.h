@@ -74,7 +74,7 @@ class ManualExecutor final : public TaskExecutor {
   }
 
  private:
-  MainQueue queue_;
+  DrainableMainQueue queue_;
 };
 
 // Records every data task instead of running it; a test completes them.

@@ -125,7 +125,8 @@ class LinuxReachabilityTarget final : public ReachabilityTarget {
     return true;
   }
 
-  bool ScheduleWithRunLoop(const std::shared_ptr<RunLoop>& loop) override {
+  bool ScheduleWithCurrentRunLoop() override {
+    const std::shared_ptr<RunLoop> loop = RunLoop::Current();
     if (const std::shared_ptr<RunLoop> current = scheduled_.loop()) return current == loop;
     std::optional<NetlinkSocket> events = NetlinkSocket::Open(NETLINK_ROUTE, kRoutingEventGroups);
     if (!events) return false;
@@ -142,8 +143,8 @@ class LinuxReachabilityTarget final : public ReachabilityTarget {
     return false;
   }
 
-  bool UnscheduleFromRunLoop(const RunLoop& loop) override {
-    if (!scheduled_.Unschedule(&loop)) return false;
+  bool UnscheduleFromCurrentRunLoop() override {
+    if (!scheduled_.Unschedule(RunLoop::Current().get())) return false;
     std::lock_guard lock(mutex_);
     events_.reset();
     return true;

@@ -3,6 +3,7 @@
 
 #include "DataHelpers/RQBDataHelperRegistry.h"
 #include "Platform/MainQueue.h"
+#include "Platform/NotificationCenter.h"
 #include "Platform/ThreadPool.h"
 #include "Platform/linux/CurlUrlSession.h"
 #include "Platform/linux/LinuxDeviceCalendar.h"
@@ -35,13 +36,14 @@ Platform* MakeLinuxPlatform() {
   platform->random = new LinuxRandomSource();
   platform->background_queue =
       new ThreadPool(kBackgroundThreads, [] { BecomeBackgroundThread("rqb-background"); });
-  platform->main_queue = new MainQueue();
+  platform->main_queue = new DrainableMainQueue();
   platform->url_sessions = new CurlUrlSessionFactory();
   platform->classes = new RegistryClassLookup();
   platform->operating_system = new LinuxOperatingSystem();
   platform->location = new LinuxLocationServices();
   platform->calendar = new LinuxDeviceCalendar();
   platform->network_reachability = new LinuxNetworkReachability();
+  platform->notifications = new DefaultCenterPoster();
   platform->captive_network = new LinuxCaptiveNetwork();
   platform->telephony = new LinuxTelephony();
   platform->device = new LinuxDevice();

@@ -5,9 +5,8 @@
 #include <utility>
 
 #include "Platform/NetworkReachability.h"
-#include "Platform/NotificationCenter.h"
+#include "Platform/NotificationPoster.h"
 #include "Platform/Platform.h"
-#include "Platform/RunLoop.h"
 
 const char* const kReachabilityChangedNotification = "kNetworkReachabilityChangedNotification";
 
@@ -54,14 +53,14 @@ bool Reachability::startNotifier() {
   // The callback holds this object without owning it: the monitor must stay
   // alive while scheduled, which its destructor guarantees by unscheduling.
   const bool installed = reachabilityRef_->SetCallback([this](rqb::ReachabilityFlags) {
-    rqb::NotificationCenter::Default().Post(kReachabilityChangedNotification, this);
+    rqb::CurrentPlatform().notifications->Post(kReachabilityChangedNotification, this);
   });
   if (!installed) return false;
-  return reachabilityRef_->ScheduleWithRunLoop(rqb::RunLoop::Current());
+  return reachabilityRef_->ScheduleWithCurrentRunLoop();
 }
 
 void Reachability::stopNotifier() {
-  if (reachabilityRef_) reachabilityRef_->UnscheduleFromRunLoop(*rqb::RunLoop::Current());
+  if (reachabilityRef_) reachabilityRef_->UnscheduleFromCurrentRunLoop();
 }
 
 bool Reachability::connectionRequired() const {

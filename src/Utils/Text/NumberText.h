@@ -10,4 +10,9 @@ namespace rqb {
 // gives "68.31999999999999", 1e20 gives "1e+20", NaN gives "nan".
 std::string DoubleDescription(double value);
 
+// The same text written through a stream fixed to the classic locale: what
+// DoubleDescription() uses where the standard library has no floating-point
+// to_chars (the iOS SDK's libc++).
+std::string DoubleDescriptionThroughStream(double value);
+
 }  // namespace rqb

@@ -1,0 +1,71 @@
+# The iOS platform layer, included from src/CMakeLists.txt: Objective-C++
+# providers (ARC) over the system's frameworks, and the privacy manifest that
+# describes exactly what they read.
+
+set(RQBEHAVIOR_PLATFORM_SOURCES
+  Platform/apple/AppleAccessibility.mm
+  Platform/apple/AppleApplicationServices.mm
+  Platform/apple/AppleBridge.mm
+  Platform/apple/AppleCaptiveNetwork.mm
+  Platform/apple/AppleDevice.mm
+  Platform/apple/AppleDeviceCalendar.mm
+  Platform/apple/AppleDispatchQueues.mm
+  Platform/apple/AppleFileSystem.mm
+  Platform/apple/AppleLibraryBundle.mm
+  Platform/apple/AppleLocationServices.mm
+  Platform/apple/AppleLogSink.mm
+  Platform/apple/AppleNetworkReachability.mm
+  Platform/apple/AppleNotificationPoster.mm
+  Platform/apple/AppleOperatingSystem.mm
+  Platform/apple/ApplePlatform.mm
+  Platform/apple/AppleRandomSource.mm
+  Platform/apple/AppleTelephony.mm
+  Platform/apple/AppleUrlSession.mm
+  Platform/apple/AppleUserDefaults.mm
+  Platform/apple/AppleUserLocale.mm
+)
+if(RQBEHAVIOR_IOS_DISK_AND_KEYBOARD_READINGS)
+  list(APPEND RQBEHAVIOR_PLATFORM_SOURCES Platform/apple/AppleOptInReadings.mm)
+else()
+  list(APPEND RQBEHAVIOR_PLATFORM_SOURCES Platform/apple/AppleOptInReadingsOff.mm)
+endif()
+set_source_files_properties(${RQBEHAVIOR_PLATFORM_SOURCES} PROPERTIES COMPILE_OPTIONS -fobjc-arc)
+
+# What a host links with the library.
+set(RQBEHAVIOR_PLATFORM_LIBRARIES
+  "-framework AdSupport"
+  "-framework CoreFoundation"
+  "-framework CoreLocation"
+  "-framework CoreTelephony"
+  "-framework Foundation"
+  "-framework StoreKit"
+  "-framework SystemConfiguration"
+  "-framework UIKit"
+)
+
+# The privacy manifest of this build: the disk-space category and the note on
+# the keyboard list appear only when those readings are compiled in.
+if(RQBEHAVIOR_IOS_DISK_AND_KEYBOARD_READINGS)
+  message(WARNING "RQBEHAVIOR_IOS_DISK_AND_KEYBOARD_READINGS is ON: the library sends the free disk "
+                  "space off the device and reads the system's keyboard list, uses that no approved "
+                  "privacy reason covers. Its manifest declares the disk-space API without a reason; "
+                  "none of the approved reasons covers these uses, so an App Store upload may be refused (ITMS-91053).")
+  set(RQBEHAVIOR_MANIFEST_DISK_SPACE [=[
+		<dict>
+			<key>NSPrivacyAccessedAPIType</key>
+			<string>NSPrivacyAccessedAPICategoryDiskSpace</string>
+			<key>NSPrivacyAccessedAPITypeReasons</key>
+			<array/>
+		</dict>]=])
+else()
+  set(RQBEHAVIOR_MANIFEST_DISK_SPACE "")
+endif()
+set(RQBEHAVIOR_PRIVACY_MANIFEST ${CMAKE_CURRENT_BINARY_DIR}/PrivacyInfo.xcprivacy)
+configure_file(Platform/apple/PrivacyInfo.xcprivacy.in ${RQBEHAVIOR_PRIVACY_MANIFEST} @ONLY)
+# For the host example and the tests.
+set(RQBEHAVIOR_PRIVACY_MANIFEST ${RQBEHAVIOR_PRIVACY_MANIFEST} PARENT_SCOPE)
+
+# A static library has no bundle of its own: the manifest ships in a resource
+# bundle that the host copies into its app.
+install(FILES ${RQBEHAVIOR_PRIVACY_MANIFEST}
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/RQBehavior/RQBehavior.bundle)
