@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Managers/RQBIdentityManager.h"
+#include "Platform/LogSink.h"
 #include "Platform/MainQueue.h"
 #include "Platform/Platform.h"
 #include "Utils/Text/Utf8.h"
@@ -35,6 +36,17 @@ void RQBehavior::setRequestTimeout(std::optional<double> requestTimeout) {
 }
 
 std::size_t RQBehavior::drainMainQueue() { return rqb::CurrentPlatform().main_queue->Drain(); }
+
+void RQBehavior::setLogHandler(std::function<void(const RQBLogMessage&)> handler) {
+  if (!handler) {
+    rqb::SetLogHandler(nullptr);
+    return;
+  }
+  rqb::SetLogHandler([handler = std::move(handler)](std::string_view text,
+                                                    const rqb::LogLinePrefix& prefix) {
+    handler(RQBLogMessage{text, prefix.time, prefix.program, prefix.process_id, prefix.thread_id});
+  });
+}
 
 std::optional<std::string> RQBehavior::app() const {
   std::lock_guard lock(mutex_);
