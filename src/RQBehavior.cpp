@@ -8,10 +8,15 @@
 #include "Platform/Platform.h"
 #include "Utils/Text/Utf8.h"
 
-RQBehavior& RQBehavior::getInstance(std::optional<std::string> app) {
+RQBehavior& RQBehavior::shared() {
   static RQBehavior* const instance = new RQBehavior();
-  instance->setApp(std::move(app));
   return *instance;
+}
+
+RQBehavior& RQBehavior::getInstance(std::optional<std::string> app) {
+  RQBehavior& instance = shared();
+  instance.setApp(std::move(app));
+  return instance;
 }
 
 void RQBehavior::collectDeviceInformation(std::optional<std::string> sessionId) {

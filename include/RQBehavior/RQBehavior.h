@@ -99,8 +99,14 @@ class RQB_EXPORT RQBehavior {
   RQBehavior& operator=(const RQBehavior&) = delete;
 
  private:
+  // The C interface reaches the instance without naming the application.
+  friend class RQBehaviorCInterface;
+
   RQBehavior() = default;
   ~RQBehavior() = default;
+
+  // The shared instance, created on first use and never destroyed.
+  static RQBehavior& shared();
 
   mutable std::mutex mutex_;
   std::optional<std::string> app_;             // guarded by mutex_
