@@ -25,14 +25,15 @@ dev=$(find "$scratch/packages" -maxdepth 1 -name "librqbehavior-dev_${version}_*
 [ -f "$dev" ] || fail "no -dev package: $(ls "$scratch/packages")"
 
 # What each package holds: the runtime package the library under its SONAME
-# and nothing to build with; the -dev package the rest.
+# and nothing to build with; the -dev package the rest. (grep reads whole
+# pipes here: with -q it could stop early and fail the pipe.)
 contents() { dpkg-deb -c "$1" | awk '{print $6}' | sed 's|^\./||'; }
 expect_file() {
-  contents "$1" | grep -Eq "$2" || fail "$(basename "$1") lacks $2"
+  contents "$1" | grep -E "$2" >/dev/null || fail "$(basename "$1") lacks $2"
 }
 expect_file "$runtime" "^usr/lib/.*libRQBehavior\.so\.${major}$"
 expect_file "$runtime" "^usr/lib/.*libRQBehavior\.so\.${version}$"
-! contents "$runtime" | grep -Eq '\.(h|a|pc|cmake)$|libRQBehavior\.so$' ||
+! contents "$runtime" | grep -E '\.(h|a|pc|cmake)$|libRQBehavior\.so$' >/dev/null ||
   fail "the runtime package holds development files"
 for file in 'include/RQBehavior/RQBehavior\.h' 'include/RQBehavior/rqbehavior_c\.h' \
   'libRQBehavior\.so$' 'libRQBehavior\.a$' 'cmake/RQBehavior/RQBehaviorConfig\.cmake$' \
@@ -59,7 +60,7 @@ root=$scratch/root
 dpkg-deb -x "$runtime" "$root"
 dpkg-deb -x "$dev" "$root"
 library=$(find "$root" -name "libRQBehavior.so.${version}")
-objdump -p "$library" | grep -Eq "SONAME +libRQBehavior\.so\.${major}$" || fail "wrong SONAME"
+objdump -p "$library" | grep -E "SONAME +libRQBehavior\.so\.${major}$" >/dev/null || fail "wrong SONAME"
 
 cmake_route deb-cmake "$root/usr" "" shared
 pkg_config_route deb-pkg-config "$root/usr" shared

@@ -13,7 +13,7 @@ quietly() {
 }
 
 links_library() {
-  readelf -d "$1" | grep -q 'NEEDED.*\[libRQBehavior\.so\.3\]'
+  readelf -d "$1" | grep 'NEEDED.*\[libRQBehavior\.so\.3\]' >/dev/null
 }
 
 # Runs `program`, which must print "ok", and checks that it links the shared
