@@ -60,7 +60,8 @@ sanitize-thread: deps
 # library and its -dev package.
 package: deps
 	cmake -S . -B build-package -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS=ON \
-	  -DCMAKE_INSTALL_PREFIX=/usr -DRQBEHAVIOR_BUILD_TESTS=OFF -DRQBEHAVIOR_BUILD_DEMO=OFF \
+	  -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_DOCDIR=share/doc/librqbehavior-dev \
+	  -DRQBEHAVIOR_BUILD_TESTS=OFF -DRQBEHAVIOR_BUILD_DEMO=OFF \
 	  -DRQBEHAVIOR_BUILD_BENCH=OFF $(STRICT) $(CMAKE_FLAGS)
 	cmake --build build-package -j $(JOBS)
 	cd build-package && cpack

@@ -7,12 +7,12 @@
 #
 # One entry per library:
 #   "<how to find it>|<imported targets>|<pkg-config modules>|<Debian dev package>"
-# with the targets and the modules separated by blanks.
+# with the targets and the modules separated by blanks (and no "|" inside a field).
 # <how to find it> is the arguments of find_package, or "pkg-config <module>"
 # for a library that only pkg-config describes; its imported target is then
 # PkgConfig::<PREFIX>.
 set(RQBEHAVIOR_LINK_DEPENDENCIES
-  "CURL 7.85|CURL::libcurl|libcurl>=7.85|libcurl4-openssl-dev (>= 7.85) | libcurl-dev"
+  "CURL 7.85|CURL::libcurl|libcurl>=7.85|libcurl4-openssl-dev (>= 7.85)"
   "ICU 72 COMPONENTS uc i18n|ICU::i18n ICU::uc|icu-i18n>=72 icu-uc>=72|libicu-dev (>= 72)"
   "OpenSSL 3|OpenSSL::Crypto|libcrypto>=3|libssl-dev (>= 3)"
   "pkg-config libsystemd|PkgConfig::LIBSYSTEMD|libsystemd|libsystemd-dev")

@@ -50,9 +50,10 @@ for package in libc6 'libstdc\+\+6' libcurl4 'libicu[0-9]+' 'libssl3' libsystemd
     fail "runtime package does not depend on $package: $runtime_depends"
 done
 dev_depends=$(dpkg-deb -f "$dev" Depends)
-for package in "librqbehavior${major} \\(= ${version}\\)" libicu-dev libssl-dev libsystemd-dev \
-  libcurl4-openssl-dev; do
-  grep -Eq "$package" <<<"$dev_depends" || fail "-dev package does not depend on $package: $dev_depends"
+for package in "librqbehavior${major} \\(= ${version}\\)" 'libicu-dev \(>= 72\)' \
+  'libssl-dev \(>= 3\)' libsystemd-dev 'libcurl4-openssl-dev \(>= 7\.85\)'; do
+  grep -Eq "(^|, )$package(,|$)" <<<"$dev_depends" ||
+    fail "-dev package does not depend on $package: $dev_depends"
 done
 [ "$(dpkg-deb -f "$runtime" Package)" = "librqbehavior${major}" ] || fail "runtime package name"
 
