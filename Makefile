@@ -1,5 +1,5 @@
 # Entry points: make demo, make test, make test-clang, make bench, make sanitize,
-# make ios. Each installs the Debian packages it needs first
+# make package, make ios. Each installs the Debian packages it needs first
 # (scripts/install-deps.sh).
 
 JOBS ?= $(shell nproc)
@@ -7,7 +7,7 @@ CMAKE_FLAGS ?=
 # Our own builds treat every warning as an error; a host's build does not.
 STRICT := -DRQBEHAVIOR_WARNINGS_AS_ERRORS=ON
 
-.PHONY: all deps demo test test-clang bench sanitize sanitize-address sanitize-thread ios clean
+.PHONY: all deps demo test test-clang bench sanitize sanitize-address sanitize-thread package ios clean
 
 all: build/.configured
 	cmake --build build -j $(JOBS)
@@ -27,7 +27,7 @@ demo: build/.configured
 
 test: build/.configured
 	cmake --build build -j $(JOBS)
-	ctest --test-dir build --output-on-failure -j $(JOBS)
+	ctest --no-tests=error --test-dir build --output-on-failure -j $(JOBS)
 
 # The whole suite again, built with clang++ in Debug.
 test-clang:
@@ -35,7 +35,7 @@ test-clang:
 	cmake -S . -B build-clang -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
 	  -DCMAKE_BUILD_TYPE=Debug -DBUILD_SHARED_LIBS=ON $(STRICT) $(CMAKE_FLAGS)
 	cmake --build build-clang -j $(JOBS)
-	ctest --test-dir build-clang --output-on-failure -j $(JOBS)
+	ctest --no-tests=error --test-dir build-clang --output-on-failure -j $(JOBS)
 
 bench: deps
 	cmake -S . -B build-release -DCMAKE_BUILD_TYPE=Release -DRQBEHAVIOR_BUILD_TESTS=OFF $(STRICT) $(CMAKE_FLAGS)
@@ -48,13 +48,24 @@ sanitize-address: deps
 	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DRQBEHAVIOR_SANITIZE=address $(CMAKE_FLAGS)
 	cmake --build build-asan -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
-	  ctest --test-dir build-asan --output-on-failure -j $(JOBS)
+	  ctest --no-tests=error --test-dir build-asan --output-on-failure -j $(JOBS)
 
 sanitize-thread: deps
 	cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=Debug -DRQBEHAVIOR_SANITIZE=thread $(CMAKE_FLAGS)
 	cmake --build build-tsan -j $(JOBS)
 	TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" \
-	  ctest --test-dir build-tsan --output-on-failure -j $(JOBS)
+	  ctest --no-tests=error --test-dir build-tsan --output-on-failure -j $(JOBS)
+
+# Debian packages of a Release build for /usr, in build-package/: the runtime
+# library and its -dev package.
+package: deps
+	cmake -S . -B build-package -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS=ON \
+	  -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_DOCDIR=share/doc/librqbehavior-dev \
+	  -DRQBEHAVIOR_BUILD_TESTS=OFF -DRQBEHAVIOR_BUILD_DEMO=OFF \
+	  -DRQBEHAVIOR_BUILD_BENCH=OFF $(STRICT) $(CMAKE_FLAGS)
+	cmake --build build-package -j $(JOBS)
+	cd build-package && cpack
+	@ls -1 build-package/*.deb
 
 # The static library for iOS on arm64 and a host app linked against it,
 # cross-built with clang and ld64.lld against the iOS SDK named by
@@ -74,4 +85,4 @@ else
 endif
 
 clean:
-	rm -rf build build-clang build-release build-asan build-tsan build-ios
+	rm -rf build build-clang build-release build-asan build-tsan build-package build-ios

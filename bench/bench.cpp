@@ -194,8 +194,8 @@ int main() {
   RequestCounter received(requests_fd);
   long expected = 0;
 
-  rqb::CurlUrlSessionFactory curl_sessions(
-      rqb::CurlUrlSessionFactory::LoopbackRoute(host, port, ca.CertificatePem()));
+  rqb::CurlUrlSessionFactory curl_sessions(rqb::CurlUrlSessionFactory::LoopbackRoute(
+      rqb::loopback::AuthorityOfUrl(RQB_PROFILER_BASE_URL), port, ca.CertificatePem()));
   TimedUrlSessions timed(curl_sessions);
   rqb::Platform routed;
   routed.url_sessions = &timed;

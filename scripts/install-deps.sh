@@ -5,9 +5,13 @@
 set -euo pipefail
 
 packages=(
+  # The library.
   cmake g++ make pkg-config
-  libcurl4-openssl-dev libssl-dev libicu-dev libsystemd-dev
-  libgtest-dev libgmock-dev libcpp-httplib-dev nlohmann-json3-dev
+  libcurl4-openssl-dev libssl-dev libicu-dev libsystemd-dev nlohmann-json3-dev
+  # Tests, demo and benchmark; clang reads the public headers for the symbol
+  # test, Python runs the ctypes example, dpkg-dev and file build packages.
+  libgtest-dev libgmock-dev libcpp-httplib-dev
+  clang python3 dpkg-dev file
   curl binutils
   iproute2
   "$@"

@@ -3,14 +3,20 @@
 #include <utility>
 
 #include "Managers/RQBIdentityManager.h"
+#include "Platform/LogSink.h"
 #include "Platform/MainQueue.h"
 #include "Platform/Platform.h"
 #include "Utils/Text/Utf8.h"
 
-RQBehavior& RQBehavior::getInstance(std::optional<std::string> app) {
+RQBehavior& RQBehavior::shared() {
   static RQBehavior* const instance = new RQBehavior();
-  instance->setApp(std::move(app));
   return *instance;
+}
+
+RQBehavior& RQBehavior::getInstance(std::optional<std::string> app) {
+  RQBehavior& instance = shared();
+  instance.setApp(std::move(app));
+  return instance;
 }
 
 void RQBehavior::collectDeviceInformation(std::optional<std::string> sessionId) {
@@ -35,6 +41,17 @@ void RQBehavior::setRequestTimeout(std::optional<double> requestTimeout) {
 }
 
 std::size_t RQBehavior::drainMainQueue() { return rqb::CurrentPlatform().main_queue->Drain(); }
+
+void RQBehavior::setLogHandler(std::function<void(const RQBLogMessage&)> handler) {
+  if (!handler) {
+    rqb::SetLogHandler(nullptr);
+    return;
+  }
+  rqb::SetLogHandler([handler = std::move(handler)](std::string_view text,
+                                                    const rqb::LogLinePrefix& prefix) {
+    handler(RQBLogMessage{text, prefix.time, prefix.program, prefix.process_id, prefix.thread_id});
+  });
+}
 
 std::optional<std::string> RQBehavior::app() const {
   std::lock_guard lock(mutex_);

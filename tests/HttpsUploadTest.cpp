@@ -22,6 +22,8 @@ using test::ObservedUrlSessions;
 using test::PlatformTest;
 
 const std::string kHost = loopback::HostOfUrl(RQB_PROFILER_BASE_URL);
+// The host with the base URL's port, if it names one: what requests carry as Host.
+const std::string kAuthority = loopback::AuthorityOfUrl(RQB_PROFILER_BASE_URL);
 
 // A port on 127.0.0.1 where nothing listens.
 int ClosedPort() {
@@ -38,9 +40,10 @@ int ClosedPort() {
 
 class HttpsUpload : public PlatformTest {
  protected:
-  // Uploads go to `port` and trust `trusted`'s certificates.
-  void Route(int port, const TestCertificateAuthority& trusted) {
-    curl_.emplace(CurlUrlSessionFactory::LoopbackRoute(kHost, port, trusted.CertificatePem()));
+  // Uploads to `authority` go to `port` and trust `trusted`'s certificates.
+  void Route(int port, const TestCertificateAuthority& trusted,
+             const std::string& authority = kAuthority) {
+    curl_.emplace(CurlUrlSessionFactory::LoopbackRoute(authority, port, trusted.CertificatePem()));
     observed_.emplace(*curl_);
     Platform routed;
     routed.url_sessions = &*observed_;
@@ -97,7 +100,7 @@ TEST_F(HttpsUpload, PostsTheBodyByteForByteWithItsHeaders) {
     EXPECT_EQ(request.Header("Accept"), "application/json");
     EXPECT_EQ(request.Header("Content-Type"), "application/json; charset=UTF-8");
     EXPECT_EQ(request.Header("Content-Length"), std::to_string(request.body.size()));
-    EXPECT_EQ(request.Header("Host"), kHost);
+    EXPECT_EQ(request.Header("Host"), kAuthority);
     bodies.push_back(request.body);
   }
   // Uploads run concurrently, so they may arrive in any order.
@@ -105,6 +108,17 @@ TEST_F(HttpsUpload, PostsTheBodyByteForByteWithItsHeaders) {
   std::sort(expected.begin(), expected.end());
   EXPECT_EQ(bodies, expected);
   EXPECT_EQ(log_.Lines(), std::vector<std::string>());
+}
+
+TEST_F(HttpsUpload, ABaseUrlWithAPortIsRoutedByHostAndPort) {
+  Route(receiver_.port(), ca_, kHost + ":8443");
+  RQBHttpService::getInstance().setTimeout(10);
+  RQBHttpService::getInstance().postData(
+      Envelope(), ("https://" + kHost + ":8443/api/profiler/").c_str(), "variables");
+  ASSERT_TRUE(observed_->WaitForCompletions(1));
+  EXPECT_EQ(log_.Lines(), std::vector<std::string>());
+  ASSERT_EQ(receiver_.RequestCount(), 1u);
+  EXPECT_EQ(receiver_.Requests().front().Header("Host"), kHost + ":8443");
 }
 
 TEST_F(HttpsUpload, StatusesOtherThan200AreSilent) {

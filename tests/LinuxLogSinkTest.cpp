@@ -2,7 +2,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
 #include <unistd.h>
+
+#include "Platform/Platform.h"
 
 namespace rqb {
 namespace {
@@ -30,6 +33,36 @@ TEST(LinuxLogSink, WritesOneLineToStandardError) {
                            "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} "
                            "rqbehavior_tests\\[" + pid +
                            ":[0-9]+\\] captureDeviceIdentifier Exception: boom\n"));
+}
+
+TEST(LinuxLogSink, StandardErrorGetsNothingWhileAHostHandlerTakesTheMessages) {
+  LinuxLogSink sink;
+  Platform linux_log;
+  linux_log.log = &sink;
+  ScopedPlatformOverride in_force(linux_log);
+  std::vector<std::pair<std::string, LogLinePrefix>> received;
+  SetLogHandler([&](std::string_view message, const LogLinePrefix& prefix) {
+    received.emplace_back(message, prefix);
+  });
+
+  const auto before = std::chrono::system_clock::now();
+  testing::internal::CaptureStderr();
+  LogMessage("variables POST ERROR: refused");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  ASSERT_EQ(received.size(), 1u);
+  const auto& [message, prefix] = received.front();
+  EXPECT_EQ(message, "variables POST ERROR: refused");
+  EXPECT_EQ(prefix.program, "rqbehavior_tests");
+  EXPECT_EQ(prefix.process_id, getpid());
+  EXPECT_EQ(prefix.thread_id, syscall(SYS_gettid));
+  EXPECT_LE(before, prefix.time);
+  EXPECT_LE(prefix.time, std::chrono::system_clock::now());
+
+  SetLogHandler(nullptr);
+  testing::internal::CaptureStderr();
+  LogMessage("variables POST ERROR: refused");
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              testing::EndsWith("] variables POST ERROR: refused\n"));
 }
 
 }  // namespace

@@ -18,12 +18,13 @@ constexpr auto kProfileWait = std::chrono::seconds(20);
 // How often the demo's main loop serves the library's main-thread work.
 constexpr auto kMainLoopTick = std::chrono::milliseconds(50);
 
-// Sends the library's uploads for the profiling host to `receiver`, trusting
-// its test CA, for the rest of the process. Certificate checks stay on.
+// Sends the library's uploads for the profiling service's host and port to
+// `receiver`, trusting its test CA, for the rest of the process. Certificate
+// checks stay on.
 void RouteUploadsTo(const rqb::loopback::LoopbackReceiver& receiver,
-                    const rqb::loopback::TestCertificateAuthority& ca, const std::string& host) {
-  auto* sessions = new rqb::CurlUrlSessionFactory(
-      rqb::CurlUrlSessionFactory::LoopbackRoute(host, receiver.port(), ca.CertificatePem()));
+                    const rqb::loopback::TestCertificateAuthority& ca) {
+  auto* sessions = new rqb::CurlUrlSessionFactory(rqb::CurlUrlSessionFactory::LoopbackRoute(
+      rqb::loopback::AuthorityOfUrl(RQB_PROFILER_BASE_URL), receiver.port(), ca.CertificatePem()));
   rqb::Platform routed;
   routed.url_sessions = sessions;
   new rqb::ScopedPlatformOverride(routed);  // in force until the process ends
@@ -44,9 +45,9 @@ int main() {
   const std::string host = rqb::loopback::HostOfUrl(RQB_PROFILER_BASE_URL);
   rqb::loopback::TestCertificateAuthority ca;
   rqb::loopback::LoopbackReceiver receiver(ca, host);
-  RouteUploadsTo(receiver, ca, host);
-  std::printf("Profiling service %s stands in at 127.0.0.1:%d\n\n", host.c_str(),
-              receiver.port());
+  RouteUploadsTo(receiver, ca);
+  std::printf("Profiling service %s stands in at 127.0.0.1:%d\n\n",
+              rqb::loopback::AuthorityOfUrl(RQB_PROFILER_BASE_URL).c_str(), receiver.port());
 
   // What a host application does.
   RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");

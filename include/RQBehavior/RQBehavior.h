@@ -9,18 +9,36 @@
 //
 // collectDeviceInformation() returns at once; the device attributes are read on
 // a low-priority background thread and uploaded as one JSON document with one
-// HTTPS POST. Nothing is reported back: failures of collection or upload are
-// logged to stderr and never reach the host.
+// HTTPS POST. Nothing is reported back: a failed run and a failed transfer
+// leave one line in the platform's log (stderr on Linux, or the host's log
+// handler), and an answer other than 200 leaves nothing.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "RQBehavior/RQBConstants.h"
 #include "RQBehavior/RQBException.h"
 #include "RQBehavior/RQBExport.h"
+
+// One message of the library's log, as a host's log handler receives it. The
+// views are valid only during the handler's call.
+struct RQBLogMessage {
+  // The message alone, with no prefix and no line end, e.g.
+  // "variables POST ERROR: Could not connect to server".
+  std::string_view text;
+  // What the platform's log line puts before the text: when it was written,
+  // the program's short name, the process id and the writing thread's id.
+  std::chrono::system_clock::time_point time;
+  std::string_view program;
+  long processId = 0;
+  long threadId = 0;
+};
 
 // The one class a host application uses. A process-wide instance, created on
 // first use and never destroyed. Methods may be called from any thread; the
@@ -61,6 +79,16 @@ class RQB_EXPORT RQBehavior {
   // not needed there, does nothing and returns 0.
   static std::size_t drainMainQueue();
 
+  // Hands each later message of the library's log to `handler` instead of
+  // writing it to the platform's log; an empty `handler` restores the
+  // platform's log. The handler runs on whichever library thread logs,
+  // possibly on several at once, so it must be thread-safe; it should return
+  // promptly, and what it throws is dropped. Once this call returns, the
+  // handler it replaced is not running on another thread and is never called
+  // again, so its owner may release what it uses. May be called from within
+  // the handler.
+  static void setLogHandler(std::function<void(const RQBLogMessage&)> handler);
+
   std::optional<std::string> app() const;
   // Stores the identifier only; the next collectDeviceInformation() uses it.
   void setApp(std::optional<std::string> app);
@@ -74,8 +102,14 @@ class RQB_EXPORT RQBehavior {
   RQBehavior& operator=(const RQBehavior&) = delete;
 
  private:
+  // The C interface reaches the instance without naming the application.
+  friend class RQBehaviorCInterface;
+
   RQBehavior() = default;
   ~RQBehavior() = default;
+
+  // The shared instance, created on first use and never destroyed.
+  static RQBehavior& shared();
 
   mutable std::mutex mutex_;
   std::optional<std::string> app_;        // guarded by mutex_

@@ -1,6 +1,4 @@
-// A class of the exported surface with no members; nothing refers to it.
+// A class with no members; nothing refers to it.
 #pragma once
 
-#include "RQBehavior/RQBExport.h"
-
-class RQB_EXPORT RQBErrorCollection {};
+class RQBErrorCollection {};

@@ -4,14 +4,13 @@
 #include <optional>
 #include <string>
 
-#include "RQBehavior/RQBExport.h"
 #include "Utils/Guarded.h"
 #include "Utils/Json/JsonObject.h"
 
 // Holds the session settings, validates the session identifier, forwards the
 // settings to the upload service and starts collection runs. Process-wide,
 // created on first use and never destroyed.
-class RQB_EXPORT RQBIdentifyManager {
+class RQBIdentifyManager {
  public:
   static RQBIdentifyManager& getInstance();
 

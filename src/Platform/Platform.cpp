@@ -2,13 +2,43 @@
 
 #include <atomic>
 #include <cassert>
+#include <memory>
+#include <mutex>
+#include <utility>
 
 #include "Platform/LogSink.h"
+#include "Platform/RevocableCallback.h"
 
 namespace rqb {
 namespace {
 
 std::atomic<const Platform*> g_override{nullptr};
+
+// The host's log handler, replaced whole; revoking the one replaced waits for
+// its calls under way on other threads.
+using HostLogHandler = RevocableCallback<std::string_view, const LogLinePrefix&>;
+
+class LogHandlerSlot {
+ public:
+  std::shared_ptr<HostLogHandler> Get() {
+    std::lock_guard lock(mutex_);
+    return handler_;
+  }
+  std::shared_ptr<HostLogHandler> Exchange(std::shared_ptr<HostLogHandler> handler) {
+    std::lock_guard lock(mutex_);
+    return std::exchange(handler_, std::move(handler));
+  }
+
+ private:
+  std::mutex mutex_;
+  std::shared_ptr<HostLogHandler> handler_;  // guarded by mutex_
+};
+
+// Never destroyed: a background thread may log while the process exits.
+LogHandlerSlot& TheLogHandlerSlot() {
+  static LogHandlerSlot* const slot = new LogHandlerSlot();
+  return *slot;
+}
 
 template <typename Provider>
 void KeepUnset(Provider*& provider, Provider* fallback) {
@@ -53,6 +83,35 @@ ScopedPlatformOverride::~ScopedPlatformOverride() {
   g_override.store(previous_, std::memory_order_release);
 }
 
-void LogMessage(std::string_view message) { CurrentPlatform().log->Write(message); }
+void SetLogHandler(LogHandler handler) {
+  std::shared_ptr<HostLogHandler> replacement;
+  if (handler) {
+    replacement = std::make_shared<HostLogHandler>(
+        [handler = std::move(handler)](std::string_view message, const LogLinePrefix& prefix) {
+          try {
+            handler(message, prefix);
+          } catch (...) {
+            // The host's handler failed; nowhere is left to report it.
+          }
+        });
+  }
+  const std::shared_ptr<HostLogHandler> replaced =
+      TheLogHandlerSlot().Exchange(std::move(replacement));
+  if (replaced) replaced->Revoke();
+}
+
+void LogMessage(std::string_view message) {
+  LogSink& sink = *CurrentPlatform().log;
+  try {
+    // A handler revoked between Get() and Invoke() has just been replaced:
+    // the message goes to its replacement.
+    while (const std::shared_ptr<HostLogHandler> handler = TheLogHandlerSlot().Get()) {
+      if (handler->Invoke(message, sink.LinePrefix())) return;
+    }
+  } catch (...) {
+    // Out of memory before the handler ran: the platform's log still takes it.
+  }
+  sink.Write(message);
+}
 
 }  // namespace rqb

@@ -56,7 +56,12 @@ class Recorded {
 class RecordingLog final : public LogSink {
  public:
   void Write(std::string_view message) override { lines_.Add(std::string(message)); }
+  LogLinePrefix LinePrefix() override { return prefix; }
   std::vector<std::string> Lines() const { return lines_.Get(); }
+
+  // What a host's log handler receives with each message.
+  const LogLinePrefix prefix{
+      std::chrono::system_clock::time_point(std::chrono::seconds(1700000000)), "shop", 812, 815};
 
  private:
   Recorded<std::string> lines_;

@@ -88,10 +88,20 @@ bool LoopbackReceiver::WaitForRequests(std::size_t count,
   return arrived_.wait_for(lock, timeout, [&] { return requests_.size() >= count; });
 }
 
-std::string HostOfUrl(std::string_view url) {
+std::string AuthorityOfUrl(std::string_view url) {
   constexpr std::string_view kScheme = "https://";
   if (url.substr(0, kScheme.size()) == kScheme) url.remove_prefix(kScheme.size());
-  return std::string(url.substr(0, url.find_first_of(":/")));
+  return std::string(url.substr(0, url.find('/')));
+}
+
+std::string HostOfUrl(std::string_view url) {
+  const std::string authority = AuthorityOfUrl(url);
+  // A port follows the last ':', unless that lies inside an IPv6 literal.
+  const std::size_t colon = authority.rfind(':');
+  if (colon == std::string::npos || authority.find(']', colon) != std::string::npos) {
+    return authority;
+  }
+  return authority.substr(0, colon);
 }
 
 }  // namespace rqb::loopback

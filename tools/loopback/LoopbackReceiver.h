@@ -62,7 +62,13 @@ class LoopbackReceiver {
   int status_ = 200;                       // guarded by mutex_
 };
 
-// The host part of an https:// URL.
+// The authority of an https:// URL as written in it: the host, followed by
+// ":port" when the URL names a port, e.g. "localhost:8443". The Host header
+// of a request to the URL carries it.
+std::string AuthorityOfUrl(std::string_view url);
+
+// The host part of an https:// URL, without a port: the name its server's
+// certificate is issued for.
 std::string HostOfUrl(std::string_view url);
 
 }  // namespace rqb::loopback

@@ -284,10 +284,18 @@ std::shared_ptr<UrlSession> CurlUrlSessionFactory::CreateSession(
   return std::make_shared<CurlUrlSession>(configuration, settings_);
 }
 
-CurlUrlSessionFactory::Options CurlUrlSessionFactory::LoopbackRoute(const std::string& host,
+CurlUrlSessionFactory::Options CurlUrlSessionFactory::LoopbackRoute(std::string_view authority,
                                                                     int port, std::string ca_pem) {
+  // The host part ends at the last ':' unless that lies inside an IPv6
+  // literal's brackets.
+  const std::size_t colon = authority.rfind(':');
+  const bool has_port =
+      colon != std::string_view::npos && authority.find(']', colon) == std::string_view::npos;
+  const std::string_view host = has_port ? authority.substr(0, colon) : authority;
+  const std::string_view url_port = has_port ? authority.substr(colon + 1) : "443";
   Options options;
-  options.connect_to.push_back(host + ":443:127.0.0.1:" + std::to_string(port));
+  options.connect_to.push_back(std::string(host) + ':' + std::string(url_port) +
+                               ":127.0.0.1:" + std::to_string(port));
   options.trusted_ca_pem = std::move(ca_pem);
   return options;
 }

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Platform/UrlSession.h"
@@ -37,10 +38,11 @@ class CurlUrlSessionFactory final : public UrlSessionFactory {
   std::shared_ptr<UrlSession> CreateSession(
       const UrlSessionConfiguration& configuration) override;
 
-  // Routes https://`host` to 127.0.0.1:`port` and verifies its certificate
+  // Routes https://`authority` (a URL's "host" or "host:port"; port 443 when
+  // none is given) to 127.0.0.1:`port` and verifies the host's certificate
   // against `ca_pem`: how tests, the demo and the benchmark reach a loopback
   // receiver with verification on.
-  static Options LoopbackRoute(const std::string& host, int port, std::string ca_pem);
+  static Options LoopbackRoute(std::string_view authority, int port, std::string ca_pem);
 
  private:
   std::shared_ptr<const CurlSessionSettings> settings_;

@@ -23,17 +23,22 @@ std::string FormatLogLine(const std::tm& local_time, int milliseconds, std::stri
   return line;
 }
 
+LogLinePrefix LinuxLogSink::LinePrefix() {
+  return LogLinePrefix{std::chrono::system_clock::now(), program_invocation_short_name,
+                       static_cast<long>(getpid()), static_cast<long>(syscall(SYS_gettid))};
+}
+
 void LinuxLogSink::Write(std::string_view message) {
-  const auto now = std::chrono::system_clock::now();
-  const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
-  const auto millis = std::chrono::duration_cast<std::chrono::milliseconds>(
-                          now.time_since_epoch()).count() % 1000;
+  const LogLinePrefix prefix = LinePrefix();
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(prefix.time);
+  const auto since_epoch = prefix.time.time_since_epoch();
+  const auto millis =
+      std::chrono::duration_cast<std::chrono::milliseconds>(since_epoch).count() % 1000;
   std::tm local{};
   localtime_r(&seconds, &local);
   const std::string line =
-      FormatLogLine(local, static_cast<int>(millis < 0 ? millis + 1000 : millis),
-                    program_invocation_short_name, static_cast<long>(getpid()),
-                    static_cast<long>(syscall(SYS_gettid)), message);
+      FormatLogLine(local, static_cast<int>(millis < 0 ? millis + 1000 : millis), prefix.program,
+                    prefix.process_id, prefix.thread_id, message);
   for (std::size_t written = 0; written < line.size();) {
     const ssize_t n = ::write(STDERR_FILENO, line.data() + written, line.size() - written);
     if (n < 0 && errno == EINTR) continue;

@@ -19,6 +19,10 @@ class LinuxLogSink final : public LogSink {
   // Writes the line in one write(2) on stderr, in local time, with the
   // program's short name and the calling thread's kernel id.
   void Write(std::string_view message) override;
+
+  // The time now, the program's short name, the process id and the calling
+  // thread's kernel id (gettid).
+  LogLinePrefix LinePrefix() override;
 };
 
 }  // namespace rqb

@@ -5,9 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "RQBehavior/RQBExport.h"
-
-class RQB_EXPORT RQBConverterUtil {
+class RQBConverterUtil {
  public:
   RQBConverterUtil() = delete;
 

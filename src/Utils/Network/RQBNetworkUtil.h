@@ -4,9 +4,8 @@
 #include <optional>
 
 #include "Platform/Telephony.h"
-#include "RQBehavior/RQBExport.h"
 
-class RQB_EXPORT RQBNetworkUtil {
+class RQBNetworkUtil {
  public:
   RQBNetworkUtil() = delete;
 

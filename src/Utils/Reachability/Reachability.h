@@ -6,8 +6,6 @@
 #include <memory>
 #include <string>
 
-#include "RQBehavior/RQBExport.h"
-
 namespace rqb {
 class ReachabilityTarget;
 }
@@ -15,7 +13,7 @@ class ReachabilityTarget;
 // The name of the notification a started monitor posts on the default
 // notification center when its target's reachability changes; the object is
 // the monitor. Its value is "kNetworkReachabilityChangedNotification".
-RQB_EXPORT extern const char* const kReachabilityChangedNotification;
+extern const char* const kReachabilityChangedNotification;
 
 enum ReachabilityStatus : long {
   ReachabilityStatusNone = 0,  // not reachable, or the flags could not be read
@@ -27,7 +25,7 @@ enum ReachabilityStatus : long {
 // at any time. startNotifier() and stopNotifier() act on the calling thread's
 // run loop, so a monitor is started and stopped on the same thread, and its
 // notifications are posted on that thread while its run loop runs.
-class RQB_EXPORT Reachability {
+class Reachability {
  public:
   // Monitors for a host name, for a socket address in the mobile platform's
   // layout (byte 0 its length, byte 1 its family: 2 for IPv4, 30 for IPv6),
