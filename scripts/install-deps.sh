@@ -9,7 +9,7 @@ packages=(
   libcurl4-openssl-dev libssl-dev libicu-dev libsystemd-dev
   libgtest-dev libgmock-dev libcpp-httplib-dev nlohmann-json3-dev
   curl binutils
-  iproute2
+  iproute2 dbus-daemon
   "$@"
 )
 

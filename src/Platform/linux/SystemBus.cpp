@@ -49,14 +49,24 @@ void Close(IdleConnection* idle) {
   delete idle;
 }
 
+// Deals with whatever came unasked since the last use (a late reply, a
+// signal, a call from a peer), so that nothing piles up in a connection kept
+// for months, and learns of a hang-up. Whether the connection is usable.
+bool Refresh(sd_bus* bus) {
+  while (sd_bus_process(bus, nullptr) > 0) {
+  }
+  return sd_bus_is_open(bus) > 0;
+}
+
 }  // namespace
 
 SystemBusLease::SystemBusLease(std::uint64_t call_timeout_usec) {
   IdleConnection* idle = g_idle.exchange(nullptr);
-  if (idle != nullptr && idle->owner == getpid() && sd_bus_is_open(idle->bus) > 0) {
+  if (idle != nullptr && idle->owner == getpid() && Refresh(idle->bus)) {
     bus_ = idle->bus;
     delete idle;
   } else {
+    // Gone (a restarted bus daemon), or made before fork(): a new one.
     if (idle != nullptr) Close(idle);
     if (BusSocketIsMissing() || sd_bus_open_system(&bus_) < 0) bus_ = nullptr;
   }
@@ -65,10 +75,6 @@ SystemBusLease::SystemBusLease(std::uint64_t call_timeout_usec) {
 
 SystemBusLease::~SystemBusLease() {
   if (bus_ == nullptr) return;
-  // Whatever came unasked (a late reply, a signal, a call from a peer) is
-  // dealt with now, so that nothing piles up in a connection kept for months.
-  while (sd_bus_process(bus_, nullptr) > 0) {
-  }
   auto* idle = new IdleConnection{bus_, getpid()};
   IdleConnection* empty = nullptr;
   if (sd_bus_is_open(bus_) <= 0 || !g_idle.compare_exchange_strong(empty, idle)) Close(idle);
