@@ -80,9 +80,13 @@ int DefaultRouteInterface() {
     for (bool done = false; !done;) {
       const ssize_t got = recv(fd, buffer, sizeof buffer, 0);
       if (got <= 0) break;
-      int length = static_cast<int>(got);
-      for (auto* message = reinterpret_cast<nlmsghdr*>(buffer); NLMSG_OK(message, length);
-           message = NLMSG_NEXT(message, length)) {
+      for (std::size_t offset = 0; offset + sizeof(nlmsghdr) <= static_cast<std::size_t>(got);) {
+        const auto* message = reinterpret_cast<const nlmsghdr*>(buffer + offset);
+        if (message->nlmsg_len < sizeof(nlmsghdr) ||
+            offset + message->nlmsg_len > static_cast<std::size_t>(got)) {
+          break;
+        }
+        offset += NLMSG_ALIGN(message->nlmsg_len);
         if (message->nlmsg_type == NLMSG_DONE || message->nlmsg_type == NLMSG_ERROR) done = true;
         if (message->nlmsg_type != RTM_NEWROUTE) continue;
         const auto* route = static_cast<const rtmsg*>(NLMSG_DATA(message));
