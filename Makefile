@@ -37,8 +37,12 @@ test-clang:
 	cmake --build build-clang -j $(JOBS)
 	ctest --no-tests=error --test-dir build-clang --output-on-failure -j $(JOBS)
 
+# Release, with the shared library a host links against (for the start-up
+# figures); strace, valgrind and dbus-daemon give the counts and the bus line.
 bench: deps
-	cmake -S . -B build-release -DCMAKE_BUILD_TYPE=Release -DRQBEHAVIOR_BUILD_TESTS=OFF $(STRICT) $(CMAKE_FLAGS)
+	@./scripts/install-deps.sh strace valgrind dbus-daemon
+	cmake -S . -B build-release -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS=ON \
+	  -DRQBEHAVIOR_BUILD_TESTS=OFF $(STRICT) $(CMAKE_FLAGS)
 	cmake --build build-release -j $(JOBS) --target rqbehavior-bench
 	./build-release/bench/rqbehavior-bench
 

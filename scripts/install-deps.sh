@@ -13,7 +13,7 @@ packages=(
   libgtest-dev libgmock-dev libcpp-httplib-dev
   clang python3 dpkg-dev file
   curl binutils
-  iproute2
+  iproute2 dbus-daemon
   "$@"
 )
 

@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 #include <linux/rtnetlink.h>
 #include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <thread>
 #include <tuple>
@@ -73,9 +76,10 @@ bool Ip(const std::string& arguments) {
   return std::system(("ip " + arguments + " >/dev/null 2>&1").c_str()) == 0;
 }
 
-// Real routing, on a thread moved into a fresh network namespace with a veth
-// pair v0/v1 up and 10.9.0.2/24 on v0 but no default route.
-TEST(PrivateNetwork, ADefaultRouteComingAndGoingFlipsTheStatusAndNotifiesOnTheRunLoop) {
+// Runs `body` on a thread moved into a fresh network namespace with a veth
+// pair v0/v1 up and 10.9.0.2/24 on v0 but no default route; skips the test
+// where the machine allows no such namespace.
+void InPrivateNetwork(const std::function<void()>& body) {
   std::string unavailable;
   std::thread([&] {
     if (unshare(CLONE_NEWNET) != 0) {
@@ -84,13 +88,26 @@ TEST(PrivateNetwork, ADefaultRouteComingAndGoingFlipsTheStatusAndNotifiesOnTheRu
       return;
     }
     // Without IPv6 link-local addresses, whose late arrival would be a change
-    // of its own, only the route changes below can wake the monitor.
+    // of its own, only the route changes of the tests can wake a monitor.
     if (!Ip("link set lo up") || !Ip("link add v0 type veth peer name v1") ||
         !Ip("link set v0 addrgenmode none") || !Ip("link set v1 addrgenmode none") ||
         !Ip("link set v1 up") || !Ip("link set v0 up") || !Ip("addr add 10.9.0.2/24 dev v0")) {
       unavailable = "cannot set up a veth pair with `ip` (iproute2) in the namespace";
       return;
     }
+    body();
+  }).join();
+  if (!unavailable.empty()) GTEST_SKIP() << unavailable;
+}
+
+constexpr char kAddDefaultRoute[] = "route add default via 10.9.0.1 dev v0";
+
+ReachabilityStatus InternetStatusNow() {
+  return Reachability::reachabilityForInternetConnection()->currentReachabilityStatus();
+}
+
+TEST(PrivateNetwork, ADefaultRouteComingAndGoingFlipsTheStatusAndNotifiesOnTheRunLoop) {
+  InPrivateNetwork([] {
     const std::shared_ptr<RunLoop> loop = RunLoop::Current();
     const auto monitor = Reachability::reachabilityForInternetConnection();
     ASSERT_NE(monitor, nullptr);
@@ -104,14 +121,80 @@ TEST(PrivateNetwork, ADefaultRouteComingAndGoingFlipsTheStatusAndNotifiesOnTheRu
           loop->Stop();
         });
     ASSERT_TRUE(monitor->startNotifier());
-    loop->Post([] { EXPECT_TRUE(Ip("route add default via 10.9.0.1 dev v0")); });
+    loop->Post([] { EXPECT_TRUE(Ip(kAddDefaultRoute)); });
     EXPECT_TRUE(loop->RunUntil(std::chrono::steady_clock::now() + 20s)) << "no notification";
     loop->Post([] { EXPECT_TRUE(Ip("route del default")); });
     EXPECT_TRUE(loop->RunUntil(std::chrono::steady_clock::now() + 20s)) << "no notification";
     EXPECT_EQ(statuses, (std::vector{ReachabilityStatusWiFi, ReachabilityStatusNone}));
     NotificationCenter::Default().RemoveObserver(observer);
-  }).join();
-  if (!unavailable.empty()) GTEST_SKIP() << unavailable;
+  });
+}
+
+// The route state that monitors share is kept between questions: a change
+// must reach the very next question, and a monitor whose loop was not
+// running when another question took the change's events.
+TEST(PrivateNetwork, AChangeReachesTheNextQuestionAndEveryStartedMonitor) {
+  InPrivateNetwork([] {
+    const std::shared_ptr<RunLoop> loop = RunLoop::Current();
+    const auto monitor = Reachability::reachabilityForInternetConnection();
+    ASSERT_TRUE(monitor->startNotifier());
+    int notifications = 0;
+    const auto observer = NotificationCenter::Default().AddObserver(
+        kReachabilityChangedNotification, [&](const Notification&) {
+          ++notifications;
+          loop->Stop();
+        });
+    EXPECT_EQ(InternetStatusNow(), ReachabilityStatusNone);
+    EXPECT_EQ(monitor->currentReachabilityStatus(), ReachabilityStatusNone);
+
+    ASSERT_TRUE(Ip(kAddDefaultRoute));
+    EXPECT_EQ(InternetStatusNow(), ReachabilityStatusWiFi) << "a stale route state";
+    EXPECT_TRUE(loop->RunUntil(std::chrono::steady_clock::now() + 20s))
+        << "the monitor missed a change whose events a question took";
+    ASSERT_TRUE(Ip("route del default"));
+    EXPECT_EQ(monitor->currentReachabilityStatus(), ReachabilityStatusNone)
+        << "a stale route state";
+    EXPECT_TRUE(loop->RunUntil(std::chrono::steady_clock::now() + 20s));
+    EXPECT_EQ(notifications, 2);
+    NotificationCenter::Default().RemoveObserver(observer);
+  });
+}
+
+// A forked child asks after a change: it must take its own copy of the
+// events, never the parent's, whose started monitor still has to notify.
+TEST(PrivateNetwork, AForkedChildNeverTakesItsParentsRoutingEvents) {
+  InPrivateNetwork([] {
+    const std::shared_ptr<RunLoop> loop = RunLoop::Current();
+    const auto monitor = Reachability::reachabilityForInternetConnection();
+    ASSERT_TRUE(monitor->startNotifier());
+    EXPECT_EQ(monitor->currentReachabilityStatus(), ReachabilityStatusNone);
+    int go[2];
+    ASSERT_EQ(pipe(go), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+      char byte = 0;
+      const bool told = read(go[0], &byte, 1) == 1;
+      _exit(told && InternetStatusNow() == ReachabilityStatusWiFi ? 0 : 1);
+    }
+    ASSERT_GT(child, 0);
+    EXPECT_TRUE(Ip(kAddDefaultRoute));
+    EXPECT_EQ(write(go[1], "g", 1), 1);
+    int status = -1;
+    waitpid(child, &status, 0);
+    close(go[0]);
+    close(go[1]);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the child saw no change";
+
+    bool notified = false;
+    const auto observer = NotificationCenter::Default().AddObserver(
+        kReachabilityChangedNotification, [&](const Notification&) {
+          notified = true;
+          loop->Stop();
+        });
+    loop->RunUntil(std::chrono::steady_clock::now() + 10s);
+    EXPECT_TRUE(notified) << "the child took the parent's events";
+    NotificationCenter::Default().RemoveObserver(observer);
+  });
 }
 
 }  // namespace

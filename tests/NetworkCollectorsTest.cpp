@@ -4,6 +4,7 @@
 
 #include <string>
 #include <tuple>
+#include <utility>
 
 #include "DataHelpers/RQB3GDataHelper.h"
 #include "DataHelpers/RQBCarrierDataHelper.h"
@@ -11,6 +12,7 @@
 #include "DataHelpers/RQBVoipDataHelper.h"
 #include "DataHelpers/RQBWifiDataHelper.h"
 #include "FakeNetworkPlatform.h"
+#include "Managers/RQBIdentityManager.h"
 
 namespace rqb {
 namespace {
@@ -80,6 +82,27 @@ TEST_F(NetworkCollectors, CarrierAndVoipValuesMatchTheWorkedExamplesAndAreEmptyB
   network_.telephony.carriers = CarrierDictionary{{"1", alpha}};
   EXPECT_EQ(RQBCarrierDataHelper().getValue(), "") << "before 12.0";
   EXPECT_EQ(RQBVoipDataHelper().getValue(), "{}") << "before 12.0";
+}
+
+// The two carrier collectors of a run share one answer, and each run asks
+// afresh, so a change of modems between runs shows in the next profile.
+TEST_F(NetworkCollectors, EachRunAsksForTheCarriersOnceAndBothCollectorsSeeThatAnswer) {
+  classes_.Register("RQBCarrierDataHelper",
+                    [] { return std::make_unique<RQBCarrierDataHelper>(); });
+  classes_.Register("RQBVoipDataHelper", [] { return std::make_unique<RQBVoipDataHelper>(); });
+  using Values = std::pair<std::string, std::string>;  // Carrier, CarrierAllowsVoip
+  const auto run = [] {
+    const JsonObject variables = RQBIdentifyManager::getInstance().getDeviceData();
+    return Values(*variables.FindText("Carrier"), *variables.FindText("CarrierAllowsVoip"));
+  };
+  network_.telephony.carriers = CarrierDictionary{{"1", {"Alpha", true}}};
+  EXPECT_EQ(run(), Values(R"(["Alpha"])", R"({ "Alpha": true })"));
+  EXPECT_EQ(network_.telephony.questions, 1);
+  network_.telephony.carriers = CarrierDictionary{};
+  EXPECT_EQ(run(), Values("[]", "{}"));
+  EXPECT_EQ(network_.telephony.questions, 2);
+  EXPECT_EQ(RQBCarrierDataHelper().getValue(), "[]") << "outside a run";
+  EXPECT_EQ(network_.telephony.questions, 3);
 }
 
 }  // namespace

@@ -47,6 +47,37 @@ TEST(RunLoop, TasksAndSourcesRunInOrderOnlyWhileTheLoopRunsUntilRemoved) {
   close(event);
 }
 
+// Signals hand a source work that another thread found: they must wake a
+// running loop, wait for a loop that is not running, and run the callback
+// once however often they came.
+TEST(RunLoop, ASignalledSourceRunsOnceAtTheNextTurnWithoutReadableDescriptor) {
+  const std::shared_ptr<RunLoop> loop = RunLoop::Current();
+  const int never_readable = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  int calls = 0;
+  const RunLoop::SourceId source = loop->AddDescriptorSource(never_readable, [&] {
+    ++calls;
+    loop->Stop();
+  });
+  loop->SignalSource(source);
+  loop->SignalSource(source);
+  EXPECT_EQ(calls, 0) << "ran outside the loop";
+  EXPECT_TRUE(loop->RunUntil(Soon())) << "a signal made before the run was lost";
+  EXPECT_FALSE(loop->RunUntil(std::chrono::steady_clock::now() + 100ms)) << "ran twice";
+  EXPECT_EQ(calls, 1);
+
+  std::thread signaller([&] {
+    std::this_thread::sleep_for(50ms);
+    loop->SignalSource(source);
+  });
+  EXPECT_TRUE(loop->RunUntil(Soon())) << "a signal did not wake the running loop";
+  signaller.join();
+  EXPECT_TRUE(loop->RemoveSource(source));
+  loop->SignalSource(source);
+  EXPECT_FALSE(loop->RunUntil(std::chrono::steady_clock::now() + 100ms)) << "a removed source ran";
+  EXPECT_EQ(calls, 2);
+  close(never_readable);
+}
+
 TEST(RunLoop, TheMainThreadsLoopServesTheMainQueueOnlyWhileItRuns) {
   // gtest runs test bodies on the process's main thread.
   DrainableMainQueue main_queue;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "DataHelpers/RQBDataHelper.h"
+#include "Managers/CollectionRunScope.h"
 #include "Platform/ClassLookup.h"
 #include "Platform/LogSink.h"
 #include "Platform/Platform.h"
@@ -93,6 +94,7 @@ void RQBIdentifyManager::collectDeviceInformation() {
 }
 
 rqb::JsonObject RQBIdentifyManager::getDeviceData() {
+  const rqb::CollectionRunScope run;
   rqb::JsonObject variables;
   const rqb::ClassLookup& classes = *rqb::CurrentPlatform().classes;
   for (const std::string_view name : kDataHelperRegistry) {

@@ -1,5 +1,6 @@
 #include "Platform/RunLoop.h"
 
+#include <algorithm>
 #include <cassert>
 #include <utility>
 #include <vector>
@@ -35,8 +36,10 @@ RunLoop::SourceId RunLoop::AddDescriptorSource(int fd, std::function<void()> on_
     std::lock_guard lock(mutex_);
     id = next_source_id_++;
     sources_.emplace(id, Source{fd, std::make_shared<RevocableCallback<>>(std::move(on_readable))});
+    // A run under way polls the old set of descriptors until woken; a loop
+    // that is not running takes the new set when it next runs.
+    if (run_depth_ == 0) return id;
   }
-  // A run under way polls the old set of descriptors until woken.
   waiter_->Wake();
   return id;
 }
@@ -52,6 +55,18 @@ bool RunLoop::RemoveSource(SourceId id) {
   }
   callback->Revoke();
   return true;
+}
+
+void RunLoop::SignalSource(SourceId id) {
+  {
+    std::lock_guard lock(mutex_);
+    const auto found = sources_.find(id);
+    if (found == sources_.end()) return;
+    found->second.signalled = true;
+    // A loop that is not running finds the signal on its next turn.
+    if (run_depth_ == 0 || !waiter_) return;
+  }
+  waiter_->Wake();
 }
 
 void RunLoop::Run() { RunWhileNotStopped(std::nullopt); }
@@ -121,25 +136,40 @@ bool RunLoop::RunWhileNotStopped(RunLoopWaiter::Deadline deadline) {
     if (!waiter_ || (deadline && std::chrono::steady_clock::now() >= *deadline)) break;
 
     std::vector<int> fds;
+    bool signalled = false;
     {
       std::lock_guard lock(mutex_);
       queued = tasks_.size();
       if (queued > 0) continue;
-      for (const auto& [id, source] : sources_) fds.push_back(source.fd);
+      for (const auto& [id, source] : sources_) {
+        fds.push_back(source.fd);
+        signalled = signalled || source.signalled;
+      }
     }
-    for (int ready_fd : waiter_->Wait(fds, deadline)) {
-      if (stopped) break;
-      std::vector<std::shared_ptr<RevocableCallback<>>> callbacks;
-      {
-        std::lock_guard lock(mutex_);
-        for (const auto& [id, source] : sources_) {
-          if (source.fd == ready_fd) callbacks.push_back(source.callback);
+    // A signalled source has work already: look at the descriptors without
+    // blocking.
+    const std::vector<int> ready =
+        waiter_->Wait(fds, signalled ? std::chrono::steady_clock::now() : deadline);
+    // Each source once per turn, however many of its descriptors are ready.
+    std::vector<std::pair<SourceId, std::shared_ptr<RevocableCallback<>>>> callbacks;
+    {
+      std::lock_guard lock(mutex_);
+      for (const auto& [id, source] : sources_) {
+        if (source.signalled || std::find(ready.begin(), ready.end(), source.fd) != ready.end()) {
+          callbacks.emplace_back(id, source.callback);
         }
       }
-      for (const auto& callback : callbacks) {
-        callback->Invoke();
-        if ((stopped = TakeStopRequest())) break;
+    }
+    for (const auto& [id, callback] : callbacks) {
+      // A signal stays until its callback runs, so a stop never loses one.
+      {
+        std::lock_guard lock(mutex_);
+        if (const auto found = sources_.find(id); found != sources_.end()) {
+          found->second.signalled = false;
+        }
       }
+      callback->Invoke();
+      if ((stopped = TakeStopRequest())) break;
     }
     if (stopped) break;
     std::lock_guard lock(mutex_);
@@ -166,6 +196,12 @@ bool ScheduledSource::Schedule(const std::shared_ptr<RunLoop>& loop, int fd,
   loop_ = loop;
   source_ = source;
   return true;
+}
+
+std::function<void()> ScheduledSource::Signaller() const {
+  std::lock_guard lock(mutex_);
+  if (!loop_) return [] {};
+  return [loop = loop_, source = source_] { loop->SignalSource(source); };
 }
 
 bool ScheduledSource::Unschedule(const RunLoop* loop) {

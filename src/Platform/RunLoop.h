@@ -50,6 +50,12 @@ class RunLoop final {
   // returns at once). Returns false for an unknown id. Any thread.
   bool RemoveSource(SourceId id);
 
+  // Makes a source's callback run at the loop's next turn even though its
+  // descriptor is not readable: how another thread hands a source work it
+  // has found for it. Signals made before the callback runs count once; a
+  // removed source's are ignored. Any thread.
+  void SignalSource(SourceId id);
+
   // Runs the loop on the calling thread, which must be the loop's own, until
   // Stop(). Runs may nest: a callback may run the loop again.
   void Run();
@@ -69,6 +75,7 @@ class RunLoop final {
   struct Source {
     int fd;
     std::shared_ptr<RevocableCallback<>> callback;
+    bool signalled = false;
   };
 
   RunLoop(std::thread::id thread, bool serves_main_queue);
@@ -109,6 +116,11 @@ class ScheduledSource final {
   // nullptr. Returns false when it is not there. Once this returns, the
   // callback is not running on another thread and never runs again.
   bool Unschedule(const RunLoop* loop);
+
+  // A function that signals the source where it is scheduled now (see
+  // RunLoop::SignalSource), or does nothing when it is not scheduled. It
+  // holds no reference to this object, so it may outlive it.
+  std::function<void()> Signaller() const;
 
  private:
   mutable std::mutex mutex_;

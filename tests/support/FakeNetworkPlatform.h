@@ -57,10 +57,12 @@ struct FakeCaptiveNetwork final : CaptiveNetwork {
 // Carriers as the test sets them, before the code under test runs.
 struct FakeTelephony final : Telephony {
   std::optional<CarrierDictionary> ServiceSubscriberCellularProviders() override {
+    ++questions;
     return carriers;
   }
 
   std::optional<CarrierDictionary> carriers;
+  int questions = 0;
 };
 
 // The network fakes and a system version of 12.0, in force while it lives.

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "Platform/linux/SystemBus.h"
+
 namespace rqb {
 namespace {
 
@@ -15,22 +17,19 @@ constexpr std::uint64_t kBusCallTimeoutMicroseconds = 250'000;
 constexpr std::uint32_t kAccuracyLevelNone = 0;
 
 // GeoClue2's AvailableAccuracyLevel, or nothing when the system bus or the
-// service cannot be reached in time. A connection of its own per query, as
-// sd-bus objects must not be shared between threads.
+// service cannot be reached in time.
 std::optional<std::uint32_t> ReadAvailableAccuracyLevel() {
-  sd_bus* bus = nullptr;
-  if (sd_bus_open_system(&bus) < 0) return std::nullopt;
+  const SystemBusLease bus(kBusCallTimeoutMicroseconds);
+  if (!bus) return std::nullopt;
   std::optional<std::uint32_t> level;
   sd_bus_error error{};  // SD_BUS_ERROR_NULL, without its C99 compound literal
   std::uint32_t value = 0;
-  if (sd_bus_set_method_call_timeout(bus, kBusCallTimeoutMicroseconds) >= 0 &&
-      sd_bus_get_property_trivial(
-          bus, "org.freedesktop.GeoClue2", "/org/freedesktop/GeoClue2/Manager",
+  if (sd_bus_get_property_trivial(
+          bus.get(), "org.freedesktop.GeoClue2", "/org/freedesktop/GeoClue2/Manager",
           "org.freedesktop.GeoClue2.Manager", "AvailableAccuracyLevel", &error, 'u', &value) >= 0) {
     level = value;
   }
   sd_bus_error_free(&error);
-  sd_bus_flush_close_unref(bus);
   return level;
 }
 

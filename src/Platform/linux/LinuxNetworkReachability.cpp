@@ -16,6 +16,7 @@
 
 #include "Platform/RunLoop.h"
 #include "Platform/linux/Netlink.h"
+#include "Platform/linux/RouteWatch.h"
 
 namespace rqb {
 namespace {
@@ -23,11 +24,6 @@ namespace {
 // The mobile platform's address family numbers.
 constexpr std::uint8_t kPlatformInet = 2;
 constexpr std::uint8_t kPlatformInet6 = 30;
-
-// Link, address and route changes of both address families: anything that
-// can change which route the target takes.
-constexpr std::uint32_t kRoutingEventGroups =
-    RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE;
 
 void ReadNextHop(std::span<const std::uint8_t> multipath, RouteFacts& route) {
   const std::optional<rtnexthop> hop = ReadNetlinkValue<rtnexthop>(multipath);
@@ -58,9 +54,10 @@ bool EgressIsCellular(std::uint32_t interface_index) {
   return IsCellularUevent(ReadFile(std::string("/sys/class/net/") + name + "/uevent"));
 }
 
-// The route the kernel picks for `address` in the calling thread's network
-// namespace; for the unspecified address, the default route.
-std::optional<ReachabilityFlags> FlagsForAddress(const sockaddr_storage& address) {
+// The flags of the route the kernel picks for `address` in the calling
+// thread's network namespace; for the unspecified address, of the default
+// route. Read afresh: a netlink request of its own.
+std::optional<ReachabilityFlags> ReadFlagsForAddress(const sockaddr_storage& address) {
   std::optional<NetlinkSocket> socket = NetlinkSocket::Open(NETLINK_ROUTE);
   if (!socket) return std::nullopt;
   rtmsg header{};
@@ -90,6 +87,18 @@ std::optional<ReachabilityFlags> FlagsForAddress(const sockaddr_storage& address
   return FlagsForRoute(route, cellular);
 }
 
+// As ReadFlagsForAddress(), but the default route's flags come from the
+// namespace's route watch, which reads them again only after a routing
+// event. Without a watch (a namespace no started target watches) they are
+// read afresh.
+std::optional<ReachabilityFlags> FlagsForAddress(const sockaddr_storage& address) {
+  if (!IsUnspecified(address)) return ReadFlagsForAddress(address);
+  const std::shared_ptr<RouteWatch> watch =
+      RouteWatch::OfCallingThread(RouteWatch::Lookup::kExisting);
+  if (!watch) return ReadFlagsForAddress(address);
+  return watch->DefaultRouteFlags(address.ss_family, [&] { return ReadFlagsForAddress(address); });
+}
+
 std::optional<ReachabilityFlags> FlagsForName(const std::string& host_name) {
   addrinfo hints{};
   hints.ai_family = AF_UNSPEC;
@@ -110,7 +119,7 @@ class LinuxReachabilityTarget final : public ReachabilityTarget {
   explicit LinuxReachabilityTarget(Destination destination)
       : destination_(std::move(destination)) {}
 
-  ~LinuxReachabilityTarget() override { scheduled_.Unschedule(nullptr); }
+  ~LinuxReachabilityTarget() override { StopWatching(nullptr); }
 
   std::optional<ReachabilityFlags> GetFlags() override {
     if (const auto* address = std::get_if<sockaddr_storage>(&destination_)) {
@@ -128,38 +137,67 @@ class LinuxReachabilityTarget final : public ReachabilityTarget {
   bool ScheduleWithCurrentRunLoop() override {
     const std::shared_ptr<RunLoop> loop = RunLoop::Current();
     if (const std::shared_ptr<RunLoop> current = scheduled_.loop()) return current == loop;
-    std::optional<NetlinkSocket> events = NetlinkSocket::Open(NETLINK_ROUTE, kRoutingEventGroups);
-    if (!events) return false;
-    const int fd = events->fd();
+    std::shared_ptr<RouteWatch> watch = RouteWatch::OfCallingThread(RouteWatch::Lookup::kCreate);
+    if (!watch) return false;
+    // Watching before the first reading, so that no change falls between.
+    const std::uint64_t generation = watch->Generation();
+    const std::shared_ptr<SignalTo> signal_to = std::make_shared<SignalTo>();
+    const RouteWatch::WatcherId watcher = watch->AddWatcher([signal_to] {
+      std::lock_guard lock(signal_to->mutex);
+      if (signal_to->signal) signal_to->signal();
+    });
     {
       std::lock_guard lock(mutex_);
-      events_.emplace(std::move(*events));
-      // Subscribed before the first reading, so that no change falls between.
+      watch_ = watch;
+      watcher_ = watcher;
       last_flags_ = GetFlags();
     }
-    if (scheduled_.Schedule(loop, fd, [this] { OnRoutingEvents(); })) return true;
-    std::lock_guard lock(mutex_);
-    events_.reset();
-    return false;
-  }
-
-  bool UnscheduleFromCurrentRunLoop() override {
-    if (!scheduled_.Unschedule(RunLoop::Current().get())) return false;
-    std::lock_guard lock(mutex_);
-    events_.reset();
+    if (!scheduled_.Schedule(loop, watch->fd(), [this] { OnRoutingEvents(); })) {
+      StopWatching(nullptr);
+      return false;
+    }
+    {
+      std::lock_guard lock(signal_to->mutex);
+      signal_to->signal = scheduled_.Signaller();
+    }
+    // Events taken before the source was on the loop signalled nobody.
+    if (watch->Generation() != generation) scheduled_.Signaller()();
     return true;
   }
 
+  bool UnscheduleFromCurrentRunLoop() override { return StopWatching(RunLoop::Current().get()); }
+
  private:
-  // On the scheduling loop's thread. The socket stays open until the source
-  // is removed, which waits for this call to end.
-  void OnRoutingEvents() {
-    NetlinkSocket* events = nullptr;
+  // Where a watch's signal goes once the source is on its loop.
+  struct SignalTo {
+    std::mutex mutex;
+    std::function<void()> signal;  // guarded by mutex
+  };
+
+  // Unschedules from `loop` (any loop when nullptr) and leaves the watch.
+  bool StopWatching(const RunLoop* loop) {
+    const bool unscheduled = scheduled_.Unschedule(loop);
+    if (!unscheduled && loop != nullptr) return false;
+    std::shared_ptr<RouteWatch> watch;
+    RouteWatch::WatcherId watcher = 0;
     {
       std::lock_guard lock(mutex_);
-      events = events_ ? &*events_ : nullptr;
+      watch = std::move(watch_);
+      watcher = watcher_;
     }
-    if (events == nullptr || !events->Drain()) return;
+    if (watch) watch->RemoveWatcher(watcher);
+    return unscheduled;
+  }
+
+  // On the scheduling loop's thread, when the watch's socket is readable or
+  // another taker of its events signalled this source.
+  void OnRoutingEvents() {
+    std::shared_ptr<RouteWatch> watch;
+    {
+      std::lock_guard lock(mutex_);
+      watch = watch_;
+    }
+    if (watch) watch->TakeEvents();
     // Many events make one change; only a change of the flags is reported.
     const std::optional<ReachabilityFlags> flags = GetFlags();
     Callback callback;
@@ -175,7 +213,8 @@ class LinuxReachabilityTarget final : public ReachabilityTarget {
   const Destination destination_;
   std::mutex mutex_;
   Callback callback_;                            // guarded by mutex_
-  std::optional<NetlinkSocket> events_;          // guarded by mutex_
+  std::shared_ptr<RouteWatch> watch_;            // guarded by mutex_; set while scheduled
+  RouteWatch::WatcherId watcher_ = 0;            // guarded by mutex_
   std::optional<ReachabilityFlags> last_flags_;  // guarded by mutex_
   // Last, so that it is unscheduled before the members its callback uses go.
   ScheduledSource scheduled_;

@@ -6,6 +6,8 @@
 #include <memory>
 #include <string_view>
 
+#include "Platform/linux/SystemBus.h"
+
 namespace rqb {
 namespace {
 
@@ -16,13 +18,9 @@ constexpr std::string_view kModem3gppInterface = "org.freedesktop.ModemManager1.
 constexpr char kSimInterface[] = "org.freedesktop.ModemManager1.Sim";
 constexpr std::uint64_t kCallTimeoutUsec = 500'000;
 
-struct BusDeleter {
-  void operator()(sd_bus* bus) const { sd_bus_flush_close_unref(bus); }
-};
 struct MessageDeleter {
   void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
 };
-using Bus = std::unique_ptr<sd_bus, BusDeleter>;
 using Message = std::unique_ptr<sd_bus_message, MessageDeleter>;
 
 // The text in a variant of type `type` ("s" or "o"); the variant is consumed
@@ -86,10 +84,8 @@ std::optional<std::string> SimOperatorName(sd_bus* bus, const std::string& sim_p
 }
 
 std::optional<std::vector<ModemFacts>> ReadModems() {
-  sd_bus* opened = nullptr;
-  if (sd_bus_open_system(&opened) < 0) return std::nullopt;
-  const Bus bus(opened);
-  sd_bus_set_method_call_timeout(bus.get(), kCallTimeoutUsec);
+  const SystemBusLease bus(kCallTimeoutUsec);
+  if (!bus) return std::nullopt;
 
   sd_bus_error error{};  // SD_BUS_ERROR_NULL, without its C99 compound literal
   sd_bus_message* received = nullptr;

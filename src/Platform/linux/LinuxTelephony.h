@@ -27,7 +27,7 @@ CarrierDictionary CarriersOfModems(const std::vector<ModemFacts>& modems);
 class LinuxTelephony final : public Telephony {
  public:
   // Nothing when there is no system bus or no ModemManager on it; asks with
-  // time-outs of half a second, on a connection of its own.
+  // time-outs of half a second, on the shared system-bus connection.
   std::optional<CarrierDictionary> ServiceSubscriberCellularProviders() override;
 };
 

@@ -136,9 +136,11 @@ std::optional<std::vector<std::uint8_t>> NetlinkSocket::Transact(const NetlinkRe
 
 bool NetlinkSocket::Drain() {
   bool any = false;
-  std::vector<std::uint8_t> datagram(kReceiveBufferSize);
+  // Only whether something came counts: a datagram longer than the buffer is
+  // dropped whole all the same.
+  std::uint8_t datagram[sizeof(nlmsghdr)];
   for (;;) {
-    const ssize_t got = recv(fd_, datagram.data(), datagram.size(), MSG_DONTWAIT);
+    const ssize_t got = recv(fd_, datagram, sizeof datagram, MSG_DONTWAIT);
     if (got > 0) {
       any = true;
     } else if (got < 0 && errno == EINTR) {

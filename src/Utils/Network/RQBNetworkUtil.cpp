@@ -1,5 +1,6 @@
 #include "Utils/Network/RQBNetworkUtil.h"
 
+#include "Managers/CollectionRunScope.h"
 #include "Platform/OperatingSystem.h"
 #include "Platform/Platform.h"
 #include "Utils/Reachability/Reachability.h"
@@ -25,5 +26,10 @@ bool RQBNetworkUtil::connectedVia3G() { return InternetStatus() == ReachabilityS
 
 std::optional<rqb::CarrierDictionary> RQBNetworkUtil::getCarriers() {
   if (!rqb::IsOperatingSystemAtLeastVersion({12, 0, 0})) return std::nullopt;
-  return rqb::CurrentPlatform().telephony->ServiceSubscriberCellularProviders();
+  rqb::Telephony& telephony = *rqb::CurrentPlatform().telephony;
+  // Within a run, the two carrier collectors share one answer.
+  rqb::CollectionRunScope* const run = rqb::CollectionRunScope::Current();
+  if (run == nullptr) return telephony.ServiceSubscriberCellularProviders();
+  if (!run->carriers) run->carriers = telephony.ServiceSubscriberCellularProviders();
+  return *run->carriers;
 }

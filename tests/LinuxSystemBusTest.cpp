@@ -1,0 +1,117 @@
+// The shared system-bus connection, against a private bus daemon.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <thread>
+
+#include "Platform/linux/SystemBus.h"
+
+namespace rqb {
+namespace {
+
+// A dbus-daemon of the system type with no services, in force as the
+// process's system bus while it lives.
+class PrivateSystemBus {
+ public:
+  PrivateSystemBus() {
+    char folder[] = "/tmp/rqbehavior-bus-XXXXXX";
+    folder_ = mkdtemp(folder);
+    const std::string socket = folder_ + "/system_bus_socket";
+    std::ofstream(folder_ + "/bus.conf")
+        << "<busconfig><type>system</type><listen>unix:path=" << socket
+        << "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow user=\"*\"/>"
+           "<allow send_type=\"method_call\"/><allow receive_type=\"method_return\"/>"
+           "<allow receive_type=\"error\"/><allow receive_type=\"signal\"/></policy></busconfig>";
+    daemon_ = fork();
+    if (daemon_ == 0) {
+      execlp("dbus-daemon", "dbus-daemon", ("--config-file=" + folder_ + "/bus.conf").c_str(),
+             "--nofork", "--nopidfile", static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    struct stat info {};
+    for (int i = 0; i < 500 && stat(socket.c_str(), &info) != 0; ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    up_ = stat(socket.c_str(), &info) == 0;
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + socket).c_str(), 1);
+  }
+  ~PrivateSystemBus() {
+    unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+    kill(daemon_, SIGTERM);
+    waitpid(daemon_, nullptr, 0);
+    std::system(("rm -rf " + folder_).c_str());
+  }
+  bool up() const { return up_; }
+
+ private:
+  std::string folder_;
+  pid_t daemon_ = -1;
+  bool up_ = false;
+};
+
+// Whether a method call on the bus itself gets its answer.
+bool Answers(const SystemBusLease& bus) {
+  sd_bus_error error{};
+  sd_bus_message* reply = nullptr;
+  const int called = sd_bus_call_method(bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                        "org.freedesktop.DBus", "GetId", &error, &reply, "");
+  sd_bus_error_free(&error);
+  sd_bus_message_unref(reply);
+  return called >= 0;
+}
+
+TEST(SystemBus, OneConnectionServesOneCallerAtATimeAndNeverCrossesAFork) {
+  const PrivateSystemBus daemon;
+  if (!daemon.up()) GTEST_SKIP() << "no dbus-daemon on this machine";
+  sd_bus* kept = nullptr;
+  {
+    const SystemBusLease first(500'000);
+    ASSERT_TRUE(first && Answers(first));
+    kept = first.get();
+  }
+  {
+    const SystemBusLease again(500'000);
+    EXPECT_EQ(again.get(), kept) << "the connection was not kept";
+    const SystemBusLease meanwhile(500'000);
+    EXPECT_NE(meanwhile.get(), kept) << "two callers on one connection";
+    EXPECT_TRUE(Answers(meanwhile));
+  }
+  const pid_t child = fork();
+  if (child == 0) {
+    // sd-bus refuses the parent's connection here.
+    const SystemBusLease in_child(500'000);
+    _exit(in_child && Answers(in_child) ? 0 : 1);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the child used its parent's";
+  const SystemBusLease after(500'000);
+  EXPECT_TRUE(Answers(after));
+}
+
+// A kept connection must not outlive its bus: a restarted daemon is a new
+// connection at the next question, and a bus that went away is none.
+TEST(SystemBus, AKeptConnectionFollowsItsBusGoingAndComing) {
+  {
+    const PrivateSystemBus daemon;
+    if (!daemon.up()) GTEST_SKIP() << "no dbus-daemon on this machine";
+    const SystemBusLease first(500'000);
+    EXPECT_TRUE(Answers(first));
+  }
+  {
+    const PrivateSystemBus restarted;
+    const SystemBusLease lease(500'000);
+    EXPECT_TRUE(lease && Answers(lease)) << "the dead connection was lent";
+  }
+  EXPECT_FALSE(SystemBusLease(500'000)) << "no bus, yet a connection";
+}
+
+}  // namespace
+}  // namespace rqb
