@@ -11,11 +11,11 @@
 #include <charconv>
 #include <cstring>
 #include <filesystem>
+#include <utility>
 #include <vector>
 
 #include "Platform/Uuid.h"
 #include "Platform/linux/LinuxEnvironment.h"
-#include "Platform/linux/OsRelease.h"
 #include "Utils/Text/Utf8.h"
 
 namespace rqb {
@@ -30,7 +30,7 @@ constexpr std::string_view kVendorIdentifierLabel = "RQBehavior identifier for v
 
 // A sysfs attribute's text without its trailing newline; "" when unreadable.
 std::string ReadAttribute(const std::filesystem::path& path) {
-  std::string text = ReadTextFile(path);
+  std::string text = ReadFileBytes(path, kMaxSysfsFileBytes);
   while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
   return text;
 }
@@ -116,12 +116,18 @@ std::optional<std::string> VendorIdentifier(std::string_view machine_id,
   return FormatUuidV4(bytes);
 }
 
+LinuxDevice::LinuxDevice(std::string root) : root_(std::move(root)) {}
+
+RunningSystem LinuxDevice::ReadSystem() const {
+  return root_.empty() ? ReadRunningSystem() : ReadRunningSystemAt(root_);
+}
+
 std::optional<std::string> LinuxDevice::SystemName() const {
-  return NonEmptyText(ReadRunningSystem().name);
+  return NonEmptyText(ReadSystem().name);
 }
 
 std::optional<std::string> LinuxDevice::SystemVersion() const {
-  return NonEmptyText(ReadRunningSystem().version);
+  return NonEmptyText(ReadSystem().version);
 }
 
 std::optional<std::string> LinuxDevice::Name() const {
@@ -132,7 +138,7 @@ std::optional<std::string> LinuxDevice::Name() const {
 
 std::optional<std::string> LinuxDevice::IdentifierForVendor() const {
   for (const char* path : kMachineIdFiles) {
-    const std::string text = ReadTextFile(path);
+    const std::string text = ReadFileBytes(root_ + path, kMaxSettingsFileBytes);
     if (!text.empty()) return VendorIdentifier(text, ApplicationName());
   }
   return std::nullopt;
@@ -144,12 +150,12 @@ void LinuxDevice::SetBatteryMonitoringEnabled(bool enabled) { battery_monitoring
 
 long LinuxDevice::BatteryState() const {
   if (!battery_monitoring_.load()) return kBatteryStateUnknown;
-  return ReadBattery(kPowerSupplyRoot).state;
+  return ReadBattery(root_ + kPowerSupplyRoot).state;
 }
 
 float LinuxDevice::BatteryLevel() const {
   if (!battery_monitoring_.load()) return -1.0f;
-  return ReadBattery(kPowerSupplyRoot).level;
+  return ReadBattery(root_ + kPowerSupplyRoot).level;
 }
 
 int LinuxDevice::QueryMachineName(char* buffer, std::size_t* length) const {

@@ -12,15 +12,15 @@
 
 #include "Platform/linux/LinuxEnvironment.h"
 #include "Platform/linux/OsRelease.h"
+#include "Utils/Text/Utf8.h"
 
 namespace rqb {
 namespace {
 
 using Json = nlohmann::json;
 
-// Bounds on what a store file may be, so that a damaged or hostile file can
-// neither exhaust memory nor overflow the parser's stack.
-constexpr std::size_t kMaxStoreBytes = 1 << 20;
+// How deep a store file may nest arrays and objects, so that a hostile file
+// cannot overflow the parser's stack.
 constexpr int kMaxNesting = 32;
 
 enum class StoreState { kMissing, kUnreadable, kCorrupt, kRead };
@@ -81,32 +81,15 @@ bool NestsTooDeeply(std::string_view text) {
 
 StoreFile ReadStore(const std::string& path) {
   StoreFile store;
-  const ScopedFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  struct stat info {};
-  if (fd.get() < 0) {
-    store.state = errno == ENOENT ? StoreState::kMissing : StoreState::kUnreadable;
-    return store;
-  }
-  if (fstat(fd.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
+  const FileContents file = ReadBoundedFile(path, kMaxPreferencesFileBytes);
+  if (file.status == FileContents::Status::kMissing) return store;
+  if (file.status == FileContents::Status::kUnreadable) {
     store.state = StoreState::kUnreadable;
     return store;
   }
-  std::string bytes;
-  char buffer[8192];
-  for (;;) {
-    const ssize_t n = read(fd.get(), buffer, sizeof buffer);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) {
-      store.state = StoreState::kUnreadable;
-      return store;
-    }
-    if (n == 0) break;
-    bytes.append(buffer, static_cast<std::size_t>(n));
-    if (bytes.size() > kMaxStoreBytes) break;
-  }
   store.state = StoreState::kCorrupt;
-  if (bytes.size() > kMaxStoreBytes || NestsTooDeeply(bytes)) return store;
-  Json parsed = Json::parse(bytes, nullptr, /*allow_exceptions=*/false);
+  if (file.status == FileContents::Status::kTooLarge || NestsTooDeeply(file.bytes)) return store;
+  Json parsed = Json::parse(file.bytes, nullptr, /*allow_exceptions=*/false);
   if (!parsed.is_object()) return store;
   store.state = StoreState::kRead;
   store.object = std::move(parsed);
@@ -156,8 +139,9 @@ std::optional<std::vector<std::string>> TextList(const Json& value) {
 
 std::optional<std::vector<std::string>> KeyboardLayouts(std::string_view keyboard_config) {
   const std::string layouts = OsReleaseValue(keyboard_config, "XKBLAYOUT");
-  if (layouts.empty()) return std::nullopt;
   const std::string variants = OsReleaseValue(keyboard_config, "XKBVARIANT");
+  // Layouts become text in the profile; bytes that are not UTF-8 set none.
+  if (layouts.empty() || !IsValidUtf8(layouts) || !IsValidUtf8(variants)) return std::nullopt;
   const std::vector<std::string_view> variant_list = SplitList(variants, ',');
   std::vector<std::string> keyboards;
   const std::vector<std::string_view> layout_list = SplitList(layouts, ',');
@@ -234,7 +218,9 @@ std::optional<std::vector<std::string>> LinuxPreferences::MergedListForKey(std::
   }
   if (key != "AppleKeyboards") return std::nullopt;
   for (const std::string& config : keyboard_configs_) {
-    if (auto keyboards = KeyboardLayouts(ReadTextFile(config))) return keyboards;
+    if (auto keyboards = KeyboardLayouts(ReadFileBytes(config, kMaxSettingsFileBytes))) {
+      return keyboards;
+    }
   }
   return std::nullopt;
 }

@@ -15,7 +15,8 @@ namespace rqb {
 // The keyboard layouts that a keyboard configuration file (Debian's
 // /etc/default/keyboard, systemd's /etc/vconsole.conf) sets up, in XKB's
 // "layout(variant)" notation: XKBLAYOUT="us,de" with XKBVARIANT=",nodeadkeys"
-// gives "us" and "de(nodeadkeys)". Nothing when the file sets no layout.
+// gives "us" and "de(nodeadkeys)". Nothing when the file sets no layout, or
+// sets layouts or variants that are not UTF-8.
 std::optional<std::vector<std::string>> KeyboardLayouts(std::string_view keyboard_config);
 
 // $XDG_CONFIG_HOME/rqbehavior/<ApplicationName()>.json; "" without a home.
@@ -28,11 +29,11 @@ std::string DefaultPreferencesPath();
 // that processes sharing the file never lose each other's entries. Reads
 // take the file as it stands, which rename keeps whole.
 //
-// A file that is not a JSON object (or is over 1 MiB, or nested deeper than
-// 32 levels) reads as empty, and the next write first renames it to
-// "<path>.corrupt", so its bytes are kept for whoever can repair them. A file
-// that exists but cannot be read also reads as empty, and is never replaced:
-// writes fail until it can be read.
+// A file that is not a JSON object (or is over kMaxPreferencesFileBytes, or
+// nested deeper than 32 levels) reads as empty, and the next write first
+// renames it to "<path>.corrupt", so its bytes are kept for whoever can
+// repair them. A file that exists but cannot be read, or is no regular file,
+// also reads as empty, and is never replaced: writes fail until it can be read.
 //
 // The merged view's system-wide part holds one entry, "AppleKeyboards": the
 // KeyboardLayouts() of the first of `keyboard_configs` that sets a layout.
