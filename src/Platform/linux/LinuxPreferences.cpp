@@ -7,9 +7,9 @@
 #include <unistd.h>
 
 #include <cstddef>
-#include <nlohmann/json.hpp>
 #include <utility>
 
+#include "Platform/linux/JsonObjectText.h"
 #include "Platform/linux/LinuxEnvironment.h"
 #include "Platform/linux/OsRelease.h"
 #include "Utils/Text/Utf8.h"
@@ -17,17 +17,16 @@
 namespace rqb {
 namespace {
 
-using Json = nlohmann::json;
-
-// How deep a store file may nest arrays and objects, so that a hostile file
-// cannot overflow the parser's stack.
+// How deep a store file may nest arrays and objects: the reader recurses
+// once per level, so a hostile file must not reach the stack's end.
 constexpr int kMaxNesting = 32;
 
 enum class StoreState { kMissing, kUnreadable, kCorrupt, kRead };
 
 struct StoreFile {
   StoreState state = StoreState::kMissing;
-  Json object = Json::object();
+  // The file's object when `state` is kRead; an empty one otherwise.
+  JsonObjectText object;
 };
 
 // A file descriptor closed when it goes out of scope.
@@ -55,44 +54,26 @@ bool WriteAll(int fd, std::string_view bytes) {
   return true;
 }
 
-bool NestsTooDeeply(std::string_view text) {
-  int depth = 0;
-  bool in_string = false;
-  bool escaped = false;
-  for (const char c : text) {
-    if (in_string) {
-      if (escaped) {
-        escaped = false;
-      } else if (c == '\\') {
-        escaped = true;
-      } else if (c == '"') {
-        in_string = false;
-      }
-    } else if (c == '"') {
-      in_string = true;
-    } else if (c == '{' || c == '[') {
-      if (++depth > kMaxNesting) return true;
-    } else if (c == '}' || c == ']') {
-      --depth;
-    }
-  }
-  return false;
-}
-
 StoreFile ReadStore(const std::string& path) {
   StoreFile store;
-  const FileContents file = ReadBoundedFile(path, kMaxPreferencesFileBytes);
-  if (file.status == FileContents::Status::kMissing) return store;
-  if (file.status == FileContents::Status::kUnreadable) {
-    store.state = StoreState::kUnreadable;
-    return store;
+  FileContents file = ReadBoundedFile(path, kMaxPreferencesFileBytes);
+  switch (file.status) {
+    case FileContents::Status::kMissing:
+      store.state = StoreState::kMissing;
+      break;
+    case FileContents::Status::kUnreadable:
+      store.state = StoreState::kUnreadable;
+      break;
+    case FileContents::Status::kTooLarge:
+      store.state = StoreState::kCorrupt;
+      break;
+    case FileContents::Status::kRead:
+      std::optional<JsonObjectText> object =
+          JsonObjectText::Parse(std::move(file.bytes), kMaxNesting);
+      store.state = object ? StoreState::kRead : StoreState::kCorrupt;
+      if (object) store.object = std::move(*object);
+      break;
   }
-  store.state = StoreState::kCorrupt;
-  if (file.status == FileContents::Status::kTooLarge || NestsTooDeeply(file.bytes)) return store;
-  Json parsed = Json::parse(file.bytes, nullptr, /*allow_exceptions=*/false);
-  if (!parsed.is_object()) return store;
-  store.state = StoreState::kRead;
-  store.object = std::move(parsed);
   return store;
 }
 
@@ -123,16 +104,6 @@ bool ReplaceFile(const std::string& path, std::string_view bytes) {
       open(path.substr(0, slash == 0 ? 1 : slash).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder.get() >= 0) fsync(folder.get());
   return true;
-}
-
-std::optional<std::vector<std::string>> TextList(const Json& value) {
-  if (!value.is_array()) return std::nullopt;
-  std::vector<std::string> texts;
-  for (const Json& element : value) {
-    if (!element.is_string()) return std::nullopt;
-    texts.push_back(element.get<std::string>());
-  }
-  return texts;
 }
 
 }  // namespace
@@ -169,13 +140,15 @@ std::optional<PreferenceObject> LinuxPreferences::ObjectForKey(std::string_view 
   if (const auto found = pending_.find(key); found != pending_.end()) return found->second;
   if (path_.empty()) return std::nullopt;
   const StoreFile store = ReadStore(path_);
-  const auto found = store.object.find(key);
-  if (found == store.object.end()) return std::nullopt;
-  if (found->is_string()) return found->get<std::string>();
+  const std::optional<std::string_view> found = store.object.Find(key);
+  if (!found) return std::nullopt;
+  if (std::optional<std::string> text = DecodeJsonString(*found)) return std::move(*text);
   return NonTextPreference{};
 }
 
 void LinuxPreferences::SetString(std::string_view key, std::string_view value) {
+  // The file is UTF-8 JSON; bytes that are not UTF-8 would make it corrupt.
+  if (!IsValidUtf8(key) || !IsValidUtf8(value)) return;
   std::lock_guard lock(mutex_);
   pending_.insert_or_assign(std::string(key), std::string(value));
 }
@@ -185,21 +158,22 @@ bool LinuxPreferences::Synchronize() {
   if (pending_.empty()) return true;
   if (path_.empty()) return false;
   MakeParentDirectories(path_);
-  const ScopedFd lock_file(open((path_ + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  const ScopedFd lock_file(
+      open((path_ + ".lock").c_str(), O_RDWR | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0600));
   if (lock_file.get() < 0) return false;
   while (flock(lock_file.get(), LOCK_EX) != 0) {
     if (errno != EINTR) return false;
   }
   StoreFile store = ReadStore(path_);
   if (store.state == StoreState::kUnreadable) return false;
+  for (const auto& [key, value] : pending_) store.object.SetString(key, value);
+  // A file this large would read back as corrupt and be set aside.
+  if (store.object.text().size() > kMaxPreferencesFileBytes) return false;
   if (store.state == StoreState::kCorrupt &&
       rename(path_.c_str(), (path_ + ".corrupt").c_str()) != 0) {
     return false;
   }
-  for (const auto& [key, value] : pending_) store.object[key] = value;
-  const std::string bytes =
-      store.object.dump(2, ' ', /*ensure_ascii=*/false, Json::error_handler_t::replace) + "\n";
-  if (!ReplaceFile(path_, bytes)) return false;
+  if (!ReplaceFile(path_, store.object.text())) return false;
   pending_.clear();
   return true;
 }
@@ -211,8 +185,8 @@ std::optional<std::vector<std::string>> LinuxPreferences::MergedListForKey(std::
     if (pending_.contains(key)) return std::nullopt;
     if (!path_.empty()) {
       const StoreFile store = ReadStore(path_);
-      if (const auto found = store.object.find(key); found != store.object.end()) {
-        return TextList(*found);
+      if (const std::optional<std::string_view> found = store.object.Find(key)) {
+        return DecodeJsonStringArray(*found);
       }
     }
   }
