@@ -1,6 +1,8 @@
 // The Linux preferences store on real files, and the device-generated
 // identifier that real processes keep in it.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
 
 #include <cstdio>
 #include <cstring>
@@ -110,6 +112,28 @@ TEST_F(LinuxPreferencesStore, AWriteChangesOnlyItsOwnMembersAndKeepsEveryOtherBy
   expected.replace(expected.rfind(R"("\ud800")"), 8, "\"made\",\n  \"Added\": \"new\"");
   EXPECT_EQ(StoredText(), expected);
   EXPECT_EQ(Leftovers(), std::set<std::string>{});
+}
+
+// A write killed part way (here by its file size limit, SIGXFSZ) leaves the
+// store as it was and no partial file; a temporary file that a process left
+// between naming and renaming it is taken over by the next write.
+TEST_F(LinuxPreferencesStore, AWriterThatDiesMidWriteLeavesNothingBehind) {
+  const std::string host = R"({"Setting": ")" + std::string(16384, 'x') + "\"}";
+  WriteStore(host);
+  FILE* limited =
+      popen(("ulimit -f 8; exec " + std::string(RQB_IDENTIFIER_PROBE) + " '" + path_.string() + "'")
+                .c_str(),
+            "r");
+  ASSERT_NE(limited, nullptr);
+  const int status = pclose(limited);
+  ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ) << status;
+  EXPECT_EQ(StoredText(), host);
+  EXPECT_EQ(Leftovers(), std::set<std::string>{});
+
+  std::ofstream(path_.string() + ".tmp") << "left by a process that died";
+  EXPECT_TRUE(std::regex_match(Reported(StartProbe()), kUuid));
+  EXPECT_EQ(Leftovers(), std::set<std::string>{});
+  EXPECT_EQ(Stored()["Setting"], std::string(16384, 'x'));
 }
 
 TEST_F(LinuxPreferencesStore, StoredIdentifierTextIsReportedAsItStandsAndEmptyOrNonTextReplaced) {

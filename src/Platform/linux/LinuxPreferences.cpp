@@ -86,22 +86,50 @@ void MakeParentDirectories(const std::string& path) {
   }
 }
 
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash == 0 ? 1 : slash);
+}
+
+bool WriteAndSync(int fd, std::string_view bytes) {
+  return fchmod(fd, 0600) == 0 && WriteAll(fd, bytes) && fsync(fd) == 0;
+}
+
+// Writes `bytes` to a file without a name, which vanishes with the process
+// if it dies before the end, and names it `temporary` once it is complete.
+bool WriteUnnamedFile(const std::string& temporary, std::string_view bytes) {
+  const ScopedFd fd(open(FolderOf(temporary).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600));
+  if (fd.get() < 0) return false;
+  const std::string self = "/proc/self/fd/" + std::to_string(fd.get());
+  return WriteAndSync(fd.get(), bytes) &&
+         linkat(AT_FDCWD, self.c_str(), AT_FDCWD, temporary.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
+// The same for file systems without unnamed files (or without /proc).
+bool WriteNamedFile(const std::string& temporary, std::string_view bytes) {
+  const ScopedFd fd(
+      open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (fd.get() < 0) return false;
+  if (WriteAndSync(fd.get(), bytes)) return true;
+  unlink(temporary.c_str());
+  return false;
+}
+
 // Replaces the file at `path` with `bytes` in one step: readers see the old
-// file or the new one, never a part.
+// file or the new one, never a part. The temporary name "<path>.tmp" is
+// fixed, which the store's lock makes safe: a file a dead process left under
+// it is removed by the next write, so at most one can ever exist, and only if
+// a process died between naming it and renaming it.
 bool ReplaceFile(const std::string& path, std::string_view bytes) {
-  std::string temporary = path + ".XXXXXX";
-  const int fd = mkostemp(temporary.data(), O_CLOEXEC);
-  if (fd < 0) return false;
-  bool written = fchmod(fd, 0600) == 0 && WriteAll(fd, bytes) && fsync(fd) == 0;
-  written = close(fd) == 0 && written;
-  if (!written || rename(temporary.c_str(), path.c_str()) != 0) {
+  const std::string temporary = path + ".tmp";
+  unlink(temporary.c_str());
+  if (!WriteUnnamedFile(temporary, bytes) && !WriteNamedFile(temporary, bytes)) return false;
+  if (rename(temporary.c_str(), path.c_str()) != 0) {
     unlink(temporary.c_str());
     return false;
   }
   // Makes the rename itself last; a failure here loses nothing written.
-  const std::size_t slash = path.rfind('/');
-  const ScopedFd folder(
-      open(path.substr(0, slash == 0 ? 1 : slash).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const ScopedFd folder(open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder.get() >= 0) fsync(folder.get());
   return true;
 }

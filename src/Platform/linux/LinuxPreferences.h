@@ -30,8 +30,9 @@ std::string DefaultPreferencesPath();
 // as it was, numbers and escapes as written. The file is written whole: a
 // new file in the same folder, fsync, rename over the old one, mode 0600,
 // under an exclusive flock(2) on "<path>.lock" so that processes sharing the
-// file never lose each other's entries. Reads take the file as it stands,
-// which rename keeps whole.
+// file never lose each other's entries. The new file has no name until it is
+// complete, so a process that dies while writing leaves nothing behind. Reads
+// take the file as it stands, which rename keeps whole.
 //
 // A file that is not a JSON object (or is over kMaxPreferencesFileBytes, or
 // nested deeper than 32 levels) reads as empty, and the next write first
