@@ -2,8 +2,10 @@
 // identifier made from machine-id, the user's folders and the desktop's URL
 // handlers.
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -43,6 +45,24 @@ TEST(LinuxFiles, OnlyRegularFilesWithinTheirBoundAreReadAndNothingElseBlocks) {
   EXPECT_EQ(read("zero", 4), std::pair(Status::kUnreadable, std::string()));
   EXPECT_EQ(read(".", 4), std::pair(Status::kUnreadable, std::string()));
   EXPECT_EQ(read("missing", 4), std::pair(Status::kMissing, std::string()));
+}
+
+// The longest host name the kernel allows, set in a UTS namespace of a child
+// process so that the machine's own name is left alone.
+TEST(LinuxDevice, ReadsAHostNameOfTheLongestLength) {
+  const std::string longest(64, 'h');
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    if (unshare(CLONE_NEWUSER | CLONE_NEWUTS) != 0) _exit(2);
+    if (sethostname(longest.data(), longest.size()) != 0) _exit(2);
+    _exit(LinuxDevice().Name() == longest ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  if (WEXITSTATUS(status) == 2) GTEST_SKIP() << "no user namespaces here";
+  EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST(LinuxBattery, ReadsTheFirstSystemBatteryOfRealSysfsTrees) {

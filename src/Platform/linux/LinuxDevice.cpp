@@ -131,9 +131,10 @@ std::optional<std::string> LinuxDevice::SystemVersion() const {
 }
 
 std::optional<std::string> LinuxDevice::Name() const {
-  char name[HOST_NAME_MAX + 1] = {};
-  if (gethostname(name, sizeof name - 1) != 0) return std::nullopt;
-  return NonEmptyText(name);
+  // The nodename holds the longest host name the kernel allows (64 bytes).
+  utsname names{};
+  if (uname(&names) != 0) return std::nullopt;
+  return NonEmptyText(names.nodename);
 }
 
 std::optional<std::string> LinuxDevice::IdentifierForVendor() const {

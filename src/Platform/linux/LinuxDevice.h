@@ -48,7 +48,7 @@ class LinuxDevice final : public Device {
 
   std::optional<std::string> SystemName() const override;
   std::optional<std::string> SystemVersion() const override;
-  // The host name.
+  // The host name, uname(2)'s nodename.
   std::optional<std::string> Name() const override;
   // VendorIdentifier() of /etc/machine-id (else /var/lib/dbus/machine-id) and
   // ApplicationName().
