@@ -67,12 +67,13 @@ StoreFile ReadStore(const std::string& path) {
     case FileContents::Status::kTooLarge:
       store.state = StoreState::kCorrupt;
       break;
-    case FileContents::Status::kRead:
+    case FileContents::Status::kRead: {
       std::optional<JsonObjectText> object =
           JsonObjectText::Parse(std::move(file.bytes), kMaxNesting);
       store.state = object ? StoreState::kRead : StoreState::kCorrupt;
       if (object) store.object = std::move(*object);
       break;
+    }
   }
   return store;
 }
