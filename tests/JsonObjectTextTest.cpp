@@ -52,15 +52,6 @@ TEST(JsonObjectText, AcceptsWhatJsonAllowsAndRefusesTheRest) {
   EXPECT_FALSE(Parse(nested(33)));
 }
 
-TEST(JsonObjectText, FindsTheLastOfDuplicateNamesComparedAsText) {
-  const auto object = Parse(R"({"id": "first", "\u0069d": "second", "list": ["a", "\u00e9"]})");
-  ASSERT_TRUE(object);
-  EXPECT_EQ(object->Find("id"), R"("second")");
-  EXPECT_EQ(DecodeJsonStringArray(*object->Find("list")),
-            (std::vector<std::string>{"a", "\xC3\xA9"}));
-  EXPECT_EQ(object->Find("missing"), std::nullopt);
-}
-
 TEST(JsonObjectText, DecodesEscapesAndRefusesLoneSurrogates) {
   EXPECT_EQ(DecodeJsonString(R"("a\"\\\/\n\u00e9\ud83d\ude00")"),
             "a\"\\/\n\xC3\xA9\xF0\x9F\x98\x80");
@@ -68,6 +59,8 @@ TEST(JsonObjectText, DecodesEscapesAndRefusesLoneSurrogates) {
     EXPECT_EQ(DecodeJsonString(lone), std::nullopt) << lone;
   }
   EXPECT_EQ(DecodeJsonString("1"), std::nullopt);
+  EXPECT_EQ(DecodeJsonStringArray(R"([ "a" ,"\u00e9"])"),
+            (std::vector<std::string>{"a", "\xC3\xA9"}));
   EXPECT_EQ(DecodeJsonStringArray(R"(["a", 1])"), std::nullopt);
   EXPECT_EQ(DecodeJsonStringArray(R"(["\ud800"])"), std::nullopt);
   EXPECT_EQ(EncodeJsonString("q\"\\/\n\x01\xC3\xA9"), R"("q\"\\/\n\u0001)"
@@ -75,15 +68,15 @@ TEST(JsonObjectText, DecodesEscapesAndRefusesLoneSurrogates) {
 }
 
 TEST(JsonObjectText, SettingAMemberChangesOnlyItsValueOrAddsItSpacedLikeTheLast) {
-  const std::string pretty = "{\n  \"n\": 1E2,\n  \"id\": \"old\",\n  \"id\": \"old\"\n}\n";
-  auto object = Parse(pretty);
+  // Names are compared as the text they stand for, and the last one counts.
+  auto object = Parse("{\n  \"n\": 1E2,\n  \"id\": \"old\",\n  \"\\u0069d\": \"old\"\n}\n");
   ASSERT_TRUE(object);
   object->SetString("id", "new");
-  EXPECT_EQ(object->text(), "{\n  \"n\": 1E2,\n  \"id\": \"old\",\n  \"id\": \"new\"\n}\n");
+  EXPECT_EQ(object->text(), "{\n  \"n\": 1E2,\n  \"id\": \"old\",\n  \"\\u0069d\": \"new\"\n}\n");
   object->SetString("added", "a\"b");
-  EXPECT_EQ(
-      object->text(),
-      "{\n  \"n\": 1E2,\n  \"id\": \"old\",\n  \"id\": \"new\",\n  \"added\": \"a\\\"b\"\n}\n");
+  EXPECT_EQ(object->text(),
+            "{\n  \"n\": 1E2,\n  \"id\": \"old\",\n  \"\\u0069d\": \"new\",\n  \"added\": "
+            "\"a\\\"b\"\n}\n");
   EXPECT_EQ(object->Find("added"), R"("a\"b")");
 
   auto compact = Parse(R"({"n":-0})");
