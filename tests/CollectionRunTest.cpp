@@ -50,9 +50,10 @@ TEST_F(CollectionRun, RunsLaterOnTheBackgroundQueueAndPostsToTheVariablesEndpoin
   EXPECT_TRUE(log_.Lines().empty());
 }
 
-TEST_F(CollectionRun, StoresNilValuesAsEmptySkipsNilKeysAndLetsLaterKeysWin) {
+TEST_F(CollectionRun, StoresNilAndNonUtf8ValuesAsEmptySkipsNilKeysAndLetsLaterKeysWin) {
   bool nil_key_value_asked = false;
   RegisterStub("RQBPlatformDataHelper", "Platform", std::nullopt);
+  RegisterStub("RQBDeviceNameDataHelper", "DeviceName", "Caf\xE9");  // Latin-1, not UTF-8
   RegisterStub("RQBSDKVersionDataHelper", std::nullopt, "x", [&] { nil_key_value_asked = true; });
   RegisterStub("RQBSystemVersionDataHelper", "SystemVersion", "14.3");
   RegisterStub("RQBOSVersionDataHelper", "SystemVersion", "14.4");
@@ -60,7 +61,8 @@ TEST_F(CollectionRun, StoresNilValuesAsEmptySkipsNilKeysAndLetsLaterKeysWin) {
 
   const JsonObject variables = RQBIdentifyManager::getInstance().getDeviceData();
   EXPECT_EQ(WritePrettyJson(variables),
-            "{\n  \"Platform\" : \"\",\n  \"SystemVersion\" : \"14.4\"\n}");
+            "{\n  \"Platform\" : \"\",\n  \"SystemVersion\" : \"14.4\",\n  \"DeviceName\" : "
+            "\"\"\n}");
   EXPECT_TRUE(nil_key_value_asked);
 }
 

@@ -2,17 +2,68 @@
 // identifier made from machine-id, the user's folders and the desktop's URL
 // handlers.
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <stdlib.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <fstream>
 
 #include "FakeDevicePlatform.h"
 #include "Platform/linux/LinuxApplicationServices.h"
 #include "Platform/linux/LinuxDevice.h"
+#include "Platform/linux/LinuxEnvironment.h"
 #include "Platform/linux/LinuxFileSystem.h"
 
 namespace rqb {
 namespace {
+
+namespace fs = std::filesystem;
+
+TEST(LinuxFiles, OnlyRegularFilesWithinTheirBoundAreReadAndNothingElseBlocks) {
+  using Status = FileContents::Status;
+  const test::TemporaryDirectory folder;
+  const fs::path dir = folder.path();
+  std::ofstream(dir / "four") << "1234";
+  fs::create_symlink(dir / "four", dir / "link");
+  ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0);
+  fs::create_symlink("/dev/zero", dir / "zero");
+  // Sparse: as large as a hostile file may be, without the disk space.
+  std::ofstream(dir / "huge").close();
+  fs::resize_file(dir / "huge", 300 << 20);
+
+  const auto read = [&](const char* name, std::size_t bound) {
+    const FileContents contents = ReadBoundedFile(dir / name, bound);
+    return std::pair(contents.status, contents.bytes);
+  };
+  EXPECT_EQ(read("four", 4), std::pair(Status::kRead, std::string("1234")));
+  EXPECT_EQ(read("link", 4), std::pair(Status::kRead, std::string("1234")));
+  EXPECT_EQ(read("four", 3), std::pair(Status::kTooLarge, std::string()));
+  EXPECT_EQ(read("huge", kMaxSettingsFileBytes), std::pair(Status::kTooLarge, std::string()));
+  EXPECT_EQ(read("fifo", 4), std::pair(Status::kUnreadable, std::string()));
+  EXPECT_EQ(read("zero", 4), std::pair(Status::kUnreadable, std::string()));
+  EXPECT_EQ(read(".", 4), std::pair(Status::kUnreadable, std::string()));
+  EXPECT_EQ(read("missing", 4), std::pair(Status::kMissing, std::string()));
+}
+
+// The longest host name the kernel allows, set in a UTS namespace of a child
+// process so that the machine's own name is left alone.
+TEST(LinuxDevice, ReadsAHostNameOfTheLongestLength) {
+  const std::string longest(64, 'h');
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    if (unshare(CLONE_NEWUSER | CLONE_NEWUTS) != 0) _exit(2);
+    if (sethostname(longest.data(), longest.size()) != 0) _exit(2);
+    _exit(LinuxDevice().Name() == longest ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  if (WEXITSTATUS(status) == 2) GTEST_SKIP() << "no user namespaces here";
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
 
 TEST(LinuxBattery, ReadsTheFirstSystemBatteryOfRealSysfsTrees) {
   using Case = std::tuple<const char*, long, float>;
@@ -84,6 +135,8 @@ TEST(LinuxUrlHandlers, AUrlOpensWhenAnAssociationFileNamesAHandlerForItsScheme) 
   std::filesystem::create_directory(folder.path() / "applications");
   std::ofstream(folder.path() / "applications" / "mimeinfo.cache")
       << "[MIME Cache]\nx-scheme-handler/sileo=sileo.desktop;\n";
+  // A FIFO in place of one file is passed over; it never blocks the search.
+  ASSERT_EQ(mkfifo((folder.path() / "applications" / "mimeapps.list").c_str(), 0600), 0);
   EXPECT_TRUE(services.CanOpenUrl("CYDIA://package/com.example.package"));
   EXPECT_TRUE(services.CanOpenUrl("irc://x"));
   EXPECT_TRUE(services.CanOpenUrl("sileo:x"));

@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <optional>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "FakeDevicePlatform.h"
 #include "Platform/linux/LinuxDeviceCalendar.h"
 #include "Platform/linux/LinuxLocationServices.h"
 
@@ -21,27 +24,36 @@ TEST(LinuxDeviceCalendar, TakesTheWeekRulesOfTheLocaleRegion) {
   EXPECT_EQ(std::pair(gb.first_weekday, gb.minimal_days_in_first_week), std::pair(2, 4));
 }
 
-// Sets an environment variable until the end of the scope.
-struct ScopedEnvironment {
-  ScopedEnvironment(const char* name, const char* value) : name(name) {
-    if (const char* was = std::getenv(name)) old = was;
-    setenv(name, value, 1);
-  }
-  ~ScopedEnvironment() { old ? setenv(name, old->c_str(), 1) : unsetenv(name); }
-  const char* name;
-  std::optional<std::string> old;
-};
+TEST(LinuxDeviceCalendar, ReadsTheZoneAfreshFromTzElseTheLocaltimeLinkElseEtcTimezone) {
+  const test::TemporaryDirectory root;
+  const std::filesystem::path etc = root.path() / "etc";
+  std::filesystem::create_directories(etc);
+  const LinuxDeviceCalendar calendar(root.path());
+  test::ScopedEnvironment tz("TZ", nullptr);
+  EXPECT_EQ(calendar.Current().time_zone, "UTC");
 
-TEST(LinuxDeviceCalendar, FollowsTheTimeZoneOfTheEnvironmentAsItChanges) {
-  const LinuxDeviceCalendar calendar;
-  ScopedEnvironment tz("TZ", "America/Sao_Paulo");
-  EXPECT_EQ(calendar.Current().time_zone, "America/Sao_Paulo");
-  setenv("TZ", "Asia/Kolkata", 1);
-  EXPECT_EQ(calendar.Current().time_zone, "Asia/Kolkata");
+  std::ofstream(etc / "timezone") << "Europe/Lisbon\n";
+  EXPECT_EQ(calendar.Current().time_zone, "Europe/Lisbon");
+  // The link names the zone; its target need not exist below this root.
+  std::filesystem::create_symlink("../usr/share/zoneinfo/posix/Asia/Tokyo", etc / "localtime");
+  EXPECT_EQ(calendar.Current().time_zone, "Asia/Tokyo");
+
+  for (const auto& [value, zone] : std::vector<std::pair<const char*, const char*>>{
+           {"America/Sao_Paulo", "America/Sao_Paulo"},
+           {":/usr/share/zoneinfo/Asia/Kolkata", "Asia/Kolkata"},
+           {"US/Eastern", "US/Eastern"},
+           {"CET-1CEST", "Asia/Tokyo"},  // a POSIX rule names no zone: passed over
+           {"Not/AZone", "Asia/Tokyo"},
+           {"", "UTC"},
+       }) {
+    setenv("TZ", value, 1);
+    EXPECT_EQ(calendar.Current().time_zone, zone) << "TZ=" << value;
+  }
 }
 
 TEST(LinuxLocationServices, AreOffWithoutASystemBus) {
-  ScopedEnvironment no_bus("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/rqb-system-bus");
+  test::ScopedEnvironment no_bus("DBUS_SYSTEM_BUS_ADDRESS",
+                                 "unix:path=/nonexistent/rqb-system-bus");
   EXPECT_FALSE(LinuxLocationServices().LocationServicesEnabled());
 }
 

@@ -1,6 +1,8 @@
 // The Linux preferences store on real files, and the device-generated
 // identifier that real processes keep in it.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
 
 #include <cstdio>
 #include <cstring>
@@ -27,6 +29,20 @@ class LinuxPreferencesStore : public ::testing::Test {
     std::ofstream(path_) << text;
   }
   nlohmann::json Stored() const { return nlohmann::json::parse(std::ifstream(path_)); }
+  std::string StoredText() const {
+    std::ifstream file(path_, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  }
+  // The names in the store's folder other than the store and its lock.
+  std::set<std::string> Leftovers() const {
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(path_.parent_path())) {
+      if (entry.path() != path_ && entry.path().extension() != ".lock") {
+        names.insert(entry.path().filename());
+      }
+    }
+    return names;
+  }
   // Starts the probe program: another process, which reports the identifier
   // that the collector finds in the store or makes for it.
   FILE* StartProbe() const {
@@ -65,9 +81,59 @@ TEST_F(LinuxPreferencesStore, ProcessesMakeTheIdentifierOnceAndKeepEveryOtherEnt
   kept.erase("DeviceGeneratedId");
   EXPECT_EQ(kept, host);
   EXPECT_EQ(fs::status(path_).permissions(), fs::perms::owner_read | fs::perms::owner_write);
-  for (const auto& entry : fs::directory_iterator(path_.parent_path())) {
-    EXPECT_TRUE(entry.path() == path_ || entry.path().extension() == ".lock") << entry.path();
-  }
+  EXPECT_EQ(Leftovers(), std::set<std::string>{});
+}
+
+// Numbers the host wrote keep their digits and form, escapes stay as written,
+// duplicate names survive, and JSON that holds no valid double or text (1e400,
+// a lone surrogate) is still JSON: nothing is set aside as corrupt.
+TEST_F(LinuxPreferencesStore, AWriteChangesOnlyItsOwnMembersAndKeepsEveryOtherByte) {
+  const std::string host = R"({
+  "Count": 12345678901234567890123,
+  "Hundred": 1E2, "Zero": -0,
+  "Huge": 1e400,
+  "Lone": "\ud800",
+  "DeviceGeneratedId": "first",
+  "Escaped": "caf\u00e9 \/ \"q\"",
+  "Nested": {"x": [1, 2.50, {"y": null}]},
+  "DeviceGeneratedId": "\ud800"
+}
+)";
+  WriteStore(host);
+  // The last of duplicates counts, and a lone surrogate is no text.
+  EXPECT_EQ(store_.ObjectForKey("DeviceGeneratedId"), PreferenceObject(NonTextPreference{}));
+  EXPECT_EQ(store_.ObjectForKey("Lone"), PreferenceObject(NonTextPreference{}));
+  EXPECT_EQ(store_.ObjectForKey("Escaped"), PreferenceObject("caf\xC3\xA9 / \"q\""));
+
+  store_.SetString("DeviceGeneratedId", "made");
+  store_.SetString("Added", "new");
+  ASSERT_TRUE(store_.Synchronize());
+  std::string expected = host;
+  expected.replace(expected.rfind(R"("\ud800")"), 8, "\"made\",\n  \"Added\": \"new\"");
+  EXPECT_EQ(StoredText(), expected);
+  EXPECT_EQ(Leftovers(), std::set<std::string>{});
+}
+
+// A write killed part way (here by its file size limit, SIGXFSZ) leaves the
+// store as it was and no partial file; a temporary file that a process left
+// between naming and renaming it is taken over by the next write.
+TEST_F(LinuxPreferencesStore, AWriterThatDiesMidWriteLeavesNothingBehind) {
+  const std::string host = R"({"Setting": ")" + std::string(16384, 'x') + "\"}";
+  WriteStore(host);
+  FILE* limited =
+      popen(("ulimit -f 8; exec " + std::string(RQB_IDENTIFIER_PROBE) + " '" + path_.string() + "'")
+                .c_str(),
+            "r");
+  ASSERT_NE(limited, nullptr);
+  const int status = pclose(limited);
+  ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ) << status;
+  EXPECT_EQ(StoredText(), host);
+  EXPECT_EQ(Leftovers(), std::set<std::string>{});
+
+  std::ofstream(path_.string() + ".tmp") << "left by a process that died";
+  EXPECT_TRUE(std::regex_match(Reported(StartProbe()), kUuid));
+  EXPECT_EQ(Leftovers(), std::set<std::string>{});
+  EXPECT_EQ(Stored()["Setting"], std::string(16384, 'x'));
 }
 
 TEST_F(LinuxPreferencesStore, StoredIdentifierTextIsReportedAsItStandsAndEmptyOrNonTextReplaced) {

@@ -104,7 +104,9 @@ rqb::JsonObject RQBIdentifyManager::getDeviceData() {
     const std::optional<std::string> key = helper ? helper->getKey() : std::nullopt;
     std::optional<std::string> value = helper ? helper->getValue() : std::nullopt;
     if (!key) continue;
-    variables.Set(*key, std::move(value).value_or(""));
+    // The body must be UTF-8: a value that is not is stored as an absent one,
+    // so that no single value can cost the whole profile.
+    variables.Set(*key, rqb::TextOrNil(std::move(value)).value_or(""));
   }
   return variables;
 }

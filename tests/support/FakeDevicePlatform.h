@@ -162,4 +162,17 @@ struct TemporaryDirectory {
   std::error_code ignored;
 };
 
+// Sets (or, given nullptr, unsets) an environment variable until the end of
+// the scope.
+struct ScopedEnvironment {
+  ScopedEnvironment(const char* name, const char* value) : name(name) {
+    if (const char* was = getenv(name)) old = was;
+    value != nullptr ? setenv(name, value, 1) : unsetenv(name);
+  }
+  ~ScopedEnvironment() { old ? setenv(name, old->c_str(), 1) : unsetenv(name); }
+  ScopedEnvironment(const ScopedEnvironment&) = delete;
+  const char* name;
+  std::optional<std::string> old;
+};
+
 }  // namespace rqb::test

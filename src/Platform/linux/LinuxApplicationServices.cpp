@@ -83,7 +83,8 @@ bool LinuxApplicationServices::CanOpenUrl(const std::string& url) const {
   if (!scheme) return false;
   const std::string mime_type = "x-scheme-handler/" + *scheme;
   for (const std::string& file : AssociationFiles()) {
-    if (AssociationsNameHandler(ReadTextFile(file), mime_type)) return true;
+    if (AssociationsNameHandler(ReadFileBytes(file, kMaxAssociationFileBytes), mime_type))
+      return true;
   }
   return false;
 }

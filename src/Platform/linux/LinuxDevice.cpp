@@ -11,11 +11,11 @@
 #include <charconv>
 #include <cstring>
 #include <filesystem>
+#include <utility>
 #include <vector>
 
 #include "Platform/Uuid.h"
 #include "Platform/linux/LinuxEnvironment.h"
-#include "Platform/linux/OsRelease.h"
 #include "Utils/Text/Utf8.h"
 
 namespace rqb {
@@ -30,7 +30,7 @@ constexpr std::string_view kVendorIdentifierLabel = "RQBehavior identifier for v
 
 // A sysfs attribute's text without its trailing newline; "" when unreadable.
 std::string ReadAttribute(const std::filesystem::path& path) {
-  std::string text = ReadTextFile(path);
+  std::string text = ReadFileBytes(path, kMaxSysfsFileBytes);
   while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
   return text;
 }
@@ -116,23 +116,30 @@ std::optional<std::string> VendorIdentifier(std::string_view machine_id,
   return FormatUuidV4(bytes);
 }
 
+LinuxDevice::LinuxDevice(std::string root) : root_(std::move(root)) {}
+
+RunningSystem LinuxDevice::ReadSystem() const {
+  return root_.empty() ? ReadRunningSystem() : ReadRunningSystemAt(root_);
+}
+
 std::optional<std::string> LinuxDevice::SystemName() const {
-  return NonEmptyText(ReadRunningSystem().name);
+  return NonEmptyText(ReadSystem().name);
 }
 
 std::optional<std::string> LinuxDevice::SystemVersion() const {
-  return NonEmptyText(ReadRunningSystem().version);
+  return NonEmptyText(ReadSystem().version);
 }
 
 std::optional<std::string> LinuxDevice::Name() const {
-  char name[HOST_NAME_MAX + 1] = {};
-  if (gethostname(name, sizeof name - 1) != 0) return std::nullopt;
-  return NonEmptyText(name);
+  // The nodename holds the longest host name the kernel allows (64 bytes).
+  utsname names{};
+  if (uname(&names) != 0) return std::nullopt;
+  return NonEmptyText(names.nodename);
 }
 
 std::optional<std::string> LinuxDevice::IdentifierForVendor() const {
   for (const char* path : kMachineIdFiles) {
-    const std::string text = ReadTextFile(path);
+    const std::string text = ReadFileBytes(root_ + path, kMaxSettingsFileBytes);
     if (!text.empty()) return VendorIdentifier(text, ApplicationName());
   }
   return std::nullopt;
@@ -144,12 +151,12 @@ void LinuxDevice::SetBatteryMonitoringEnabled(bool enabled) { battery_monitoring
 
 long LinuxDevice::BatteryState() const {
   if (!battery_monitoring_.load()) return kBatteryStateUnknown;
-  return ReadBattery(kPowerSupplyRoot).state;
+  return ReadBattery(root_ + kPowerSupplyRoot).state;
 }
 
 float LinuxDevice::BatteryLevel() const {
   if (!battery_monitoring_.load()) return -1.0f;
-  return ReadBattery(kPowerSupplyRoot).level;
+  return ReadBattery(root_ + kPowerSupplyRoot).level;
 }
 
 int LinuxDevice::QueryMachineName(char* buffer, std::size_t* length) const {

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "Platform/Device.h"
+#include "Platform/linux/OsRelease.h"
 
 namespace rqb {
 
@@ -39,11 +40,18 @@ std::optional<std::string> VendorIdentifier(std::string_view machine_id,
 
 class LinuxDevice final : public Device {
  public:
+  // Reads the machine's files below `root`: "" for this machine, another
+  // folder laid out the same way for tests. The running system of this
+  // machine is read once per process (ReadRunningSystem()); below another
+  // root it is read on every call.
+  explicit LinuxDevice(std::string root = "");
+
   std::optional<std::string> SystemName() const override;
   std::optional<std::string> SystemVersion() const override;
-  // The host name.
+  // The host name, uname(2)'s nodename.
   std::optional<std::string> Name() const override;
-  // VendorIdentifier() of /etc/machine-id and ApplicationName().
+  // VendorIdentifier() of /etc/machine-id (else /var/lib/dbus/machine-id) and
+  // ApplicationName().
   std::optional<std::string> IdentifierForVendor() const override;
   bool IsBatteryMonitoringEnabled() const override;
   void SetBatteryMonitoringEnabled(bool enabled) override;
@@ -54,6 +62,9 @@ class LinuxDevice final : public Device {
   int QueryMachineName(char* buffer, std::size_t* length) const override;
 
  private:
+  RunningSystem ReadSystem() const;
+
+  const std::string root_;
   std::atomic<bool> battery_monitoring_{false};
 };
 

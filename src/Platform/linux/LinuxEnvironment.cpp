@@ -1,12 +1,13 @@
 #include "Platform/linux/LinuxEnvironment.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 
 namespace rqb {
 namespace {
@@ -67,9 +68,41 @@ std::string ApplicationName() {
   return std::string(name);
 }
 
-std::string ReadTextFile(const std::string& path) {
-  std::ifstream file(path);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>{});
+FileContents ReadBoundedFile(const std::string& path, std::size_t max_bytes) {
+  using Status = FileContents::Status;
+  FileContents contents;
+  // O_NONBLOCK: opening a FIFO without a writer would wait for one forever.
+  const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (fd < 0) {
+    contents.status = errno == ENOENT || errno == ENOTDIR ? Status::kMissing : Status::kUnreadable;
+    return contents;
+  }
+  // Asked of the open descriptor, so that the file checked is the file read.
+  struct stat info {};
+  contents.status =
+      fstat(fd, &info) == 0 && S_ISREG(info.st_mode) ? Status::kRead : Status::kUnreadable;
+  // sysfs reports a page for every attribute, so the size is only a hint.
+  if (contents.status == Status::kRead && info.st_size > 0) {
+    contents.bytes.reserve(std::min(static_cast<std::size_t>(info.st_size), max_bytes) + 1);
+  }
+  char buffer[4096];
+  while (contents.status == Status::kRead) {
+    const std::size_t room = max_bytes + 1 - contents.bytes.size();
+    const ssize_t n = read(fd, buffer, std::min(sizeof buffer, room));
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) contents.status = Status::kUnreadable;
+    if (n <= 0) break;
+    contents.bytes.append(buffer, static_cast<std::size_t>(n));
+    // One byte past the bound tells a file of exactly max_bytes from a larger one.
+    if (contents.bytes.size() > max_bytes) contents.status = Status::kTooLarge;
+  }
+  close(fd);
+  if (contents.status != Status::kRead) contents.bytes = std::string();
+  return contents;
+}
+
+std::string ReadFileBytes(const std::string& path, std::size_t max_bytes) {
+  return ReadBoundedFile(path, max_bytes).bytes;
 }
 
 std::vector<std::string_view> SplitList(std::string_view text, char separator) {

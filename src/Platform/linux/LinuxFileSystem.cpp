@@ -28,7 +28,8 @@ std::optional<std::string> DocumentsDirectoryOf(std::string_view user_dirs,
 std::optional<std::string> LinuxFileSystem::DocumentsDirectory() const {
   const std::string home = HomeDirectory();
   const std::string config = XdgConfigHome();
-  return DocumentsDirectoryOf(config.empty() ? "" : ReadTextFile(config + "/user-dirs.dirs"), home);
+  return DocumentsDirectoryOf(
+      config.empty() ? "" : ReadFileBytes(config + "/user-dirs.dirs", kMaxSettingsFileBytes), home);
 }
 
 std::optional<std::uint64_t> LinuxFileSystem::FreeBytes(const std::string& path) const {

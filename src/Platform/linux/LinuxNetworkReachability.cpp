@@ -15,6 +15,7 @@
 #include <variant>
 
 #include "Platform/RunLoop.h"
+#include "Platform/linux/LinuxEnvironment.h"
 #include "Platform/linux/Netlink.h"
 #include "Platform/linux/RouteWatch.h"
 
@@ -43,10 +44,7 @@ bool IsUnspecified(const sockaddr_storage& address) {
   return IN6_IS_ADDR_UNSPECIFIED(&ip6);
 }
 
-std::string ReadFile(const std::string& path) {
-  std::ifstream file(path);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
+std::string ReadFile(const std::string& path) { return ReadFileBytes(path, kMaxSysfsFileBytes); }
 
 bool EgressIsCellular(std::uint32_t interface_index) {
   char name[IF_NAMESIZE] = {};

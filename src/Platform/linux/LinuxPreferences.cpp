@@ -7,27 +7,26 @@
 #include <unistd.h>
 
 #include <cstddef>
-#include <nlohmann/json.hpp>
 #include <utility>
 
+#include "Platform/linux/JsonObjectText.h"
 #include "Platform/linux/LinuxEnvironment.h"
 #include "Platform/linux/OsRelease.h"
+#include "Utils/Text/Utf8.h"
 
 namespace rqb {
 namespace {
 
-using Json = nlohmann::json;
-
-// Bounds on what a store file may be, so that a damaged or hostile file can
-// neither exhaust memory nor overflow the parser's stack.
-constexpr std::size_t kMaxStoreBytes = 1 << 20;
+// How deep a store file may nest arrays and objects: the reader recurses
+// once per level, so a hostile file must not reach the stack's end.
 constexpr int kMaxNesting = 32;
 
 enum class StoreState { kMissing, kUnreadable, kCorrupt, kRead };
 
 struct StoreFile {
   StoreState state = StoreState::kMissing;
-  Json object = Json::object();
+  // The file's object when `state` is kRead; an empty one otherwise.
+  JsonObjectText object;
 };
 
 // A file descriptor closed when it goes out of scope.
@@ -55,61 +54,27 @@ bool WriteAll(int fd, std::string_view bytes) {
   return true;
 }
 
-bool NestsTooDeeply(std::string_view text) {
-  int depth = 0;
-  bool in_string = false;
-  bool escaped = false;
-  for (const char c : text) {
-    if (in_string) {
-      if (escaped) {
-        escaped = false;
-      } else if (c == '\\') {
-        escaped = true;
-      } else if (c == '"') {
-        in_string = false;
-      }
-    } else if (c == '"') {
-      in_string = true;
-    } else if (c == '{' || c == '[') {
-      if (++depth > kMaxNesting) return true;
-    } else if (c == '}' || c == ']') {
-      --depth;
-    }
-  }
-  return false;
-}
-
 StoreFile ReadStore(const std::string& path) {
   StoreFile store;
-  const ScopedFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  struct stat info {};
-  if (fd.get() < 0) {
-    store.state = errno == ENOENT ? StoreState::kMissing : StoreState::kUnreadable;
-    return store;
-  }
-  if (fstat(fd.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
-    store.state = StoreState::kUnreadable;
-    return store;
-  }
-  std::string bytes;
-  char buffer[8192];
-  for (;;) {
-    const ssize_t n = read(fd.get(), buffer, sizeof buffer);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) {
+  FileContents file = ReadBoundedFile(path, kMaxPreferencesFileBytes);
+  switch (file.status) {
+    case FileContents::Status::kMissing:
+      store.state = StoreState::kMissing;
+      break;
+    case FileContents::Status::kUnreadable:
       store.state = StoreState::kUnreadable;
-      return store;
+      break;
+    case FileContents::Status::kTooLarge:
+      store.state = StoreState::kCorrupt;
+      break;
+    case FileContents::Status::kRead: {
+      std::optional<JsonObjectText> object =
+          JsonObjectText::Parse(std::move(file.bytes), kMaxNesting);
+      store.state = object ? StoreState::kRead : StoreState::kCorrupt;
+      if (object) store.object = std::move(*object);
+      break;
     }
-    if (n == 0) break;
-    bytes.append(buffer, static_cast<std::size_t>(n));
-    if (bytes.size() > kMaxStoreBytes) break;
   }
-  store.state = StoreState::kCorrupt;
-  if (bytes.size() > kMaxStoreBytes || NestsTooDeeply(bytes)) return store;
-  Json parsed = Json::parse(bytes, nullptr, /*allow_exceptions=*/false);
-  if (!parsed.is_object()) return store;
-  store.state = StoreState::kRead;
-  store.object = std::move(parsed);
   return store;
 }
 
@@ -122,42 +87,61 @@ void MakeParentDirectories(const std::string& path) {
   }
 }
 
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash == 0 ? 1 : slash);
+}
+
+bool WriteAndSync(int fd, std::string_view bytes) {
+  return fchmod(fd, 0600) == 0 && WriteAll(fd, bytes) && fsync(fd) == 0;
+}
+
+// Writes `bytes` to a file without a name, which vanishes with the process
+// if it dies before the end, and names it `temporary` once it is complete.
+bool WriteUnnamedFile(const std::string& temporary, std::string_view bytes) {
+  const ScopedFd fd(open(FolderOf(temporary).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600));
+  if (fd.get() < 0) return false;
+  const std::string self = "/proc/self/fd/" + std::to_string(fd.get());
+  return WriteAndSync(fd.get(), bytes) &&
+         linkat(AT_FDCWD, self.c_str(), AT_FDCWD, temporary.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
+// The same for file systems without unnamed files (or without /proc).
+bool WriteNamedFile(const std::string& temporary, std::string_view bytes) {
+  const ScopedFd fd(
+      open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (fd.get() < 0) return false;
+  if (WriteAndSync(fd.get(), bytes)) return true;
+  unlink(temporary.c_str());
+  return false;
+}
+
 // Replaces the file at `path` with `bytes` in one step: readers see the old
-// file or the new one, never a part.
+// file or the new one, never a part. The temporary name "<path>.tmp" is
+// fixed, which the store's lock makes safe: a file a dead process left under
+// it is removed by the next write, so at most one can ever exist, and only if
+// a process died between naming it and renaming it.
 bool ReplaceFile(const std::string& path, std::string_view bytes) {
-  std::string temporary = path + ".XXXXXX";
-  const int fd = mkostemp(temporary.data(), O_CLOEXEC);
-  if (fd < 0) return false;
-  bool written = fchmod(fd, 0600) == 0 && WriteAll(fd, bytes) && fsync(fd) == 0;
-  written = close(fd) == 0 && written;
-  if (!written || rename(temporary.c_str(), path.c_str()) != 0) {
+  const std::string temporary = path + ".tmp";
+  unlink(temporary.c_str());
+  if (!WriteUnnamedFile(temporary, bytes) && !WriteNamedFile(temporary, bytes)) return false;
+  if (rename(temporary.c_str(), path.c_str()) != 0) {
     unlink(temporary.c_str());
     return false;
   }
   // Makes the rename itself last; a failure here loses nothing written.
-  const std::size_t slash = path.rfind('/');
-  const ScopedFd folder(
-      open(path.substr(0, slash == 0 ? 1 : slash).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const ScopedFd folder(open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder.get() >= 0) fsync(folder.get());
   return true;
-}
-
-std::optional<std::vector<std::string>> TextList(const Json& value) {
-  if (!value.is_array()) return std::nullopt;
-  std::vector<std::string> texts;
-  for (const Json& element : value) {
-    if (!element.is_string()) return std::nullopt;
-    texts.push_back(element.get<std::string>());
-  }
-  return texts;
 }
 
 }  // namespace
 
 std::optional<std::vector<std::string>> KeyboardLayouts(std::string_view keyboard_config) {
   const std::string layouts = OsReleaseValue(keyboard_config, "XKBLAYOUT");
-  if (layouts.empty()) return std::nullopt;
   const std::string variants = OsReleaseValue(keyboard_config, "XKBVARIANT");
+  // Layouts become text in the profile; bytes that are not UTF-8 set none.
+  if (layouts.empty() || !IsValidUtf8(layouts) || !IsValidUtf8(variants)) return std::nullopt;
   const std::vector<std::string_view> variant_list = SplitList(variants, ',');
   std::vector<std::string> keyboards;
   const std::vector<std::string_view> layout_list = SplitList(layouts, ',');
@@ -185,13 +169,15 @@ std::optional<PreferenceObject> LinuxPreferences::ObjectForKey(std::string_view 
   if (const auto found = pending_.find(key); found != pending_.end()) return found->second;
   if (path_.empty()) return std::nullopt;
   const StoreFile store = ReadStore(path_);
-  const auto found = store.object.find(key);
-  if (found == store.object.end()) return std::nullopt;
-  if (found->is_string()) return found->get<std::string>();
+  const std::optional<std::string_view> found = store.object.Find(key);
+  if (!found) return std::nullopt;
+  if (std::optional<std::string> text = DecodeJsonString(*found)) return std::move(*text);
   return NonTextPreference{};
 }
 
 void LinuxPreferences::SetString(std::string_view key, std::string_view value) {
+  // The file is UTF-8 JSON; bytes that are not UTF-8 would make it corrupt.
+  if (!IsValidUtf8(key) || !IsValidUtf8(value)) return;
   std::lock_guard lock(mutex_);
   pending_.insert_or_assign(std::string(key), std::string(value));
 }
@@ -201,21 +187,22 @@ bool LinuxPreferences::Synchronize() {
   if (pending_.empty()) return true;
   if (path_.empty()) return false;
   MakeParentDirectories(path_);
-  const ScopedFd lock_file(open((path_ + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  const ScopedFd lock_file(
+      open((path_ + ".lock").c_str(), O_RDWR | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0600));
   if (lock_file.get() < 0) return false;
   while (flock(lock_file.get(), LOCK_EX) != 0) {
     if (errno != EINTR) return false;
   }
   StoreFile store = ReadStore(path_);
   if (store.state == StoreState::kUnreadable) return false;
+  for (const auto& [key, value] : pending_) store.object.SetString(key, value);
+  // A file this large would read back as corrupt and be set aside.
+  if (store.object.text().size() > kMaxPreferencesFileBytes) return false;
   if (store.state == StoreState::kCorrupt &&
       rename(path_.c_str(), (path_ + ".corrupt").c_str()) != 0) {
     return false;
   }
-  for (const auto& [key, value] : pending_) store.object[key] = value;
-  const std::string bytes =
-      store.object.dump(2, ' ', /*ensure_ascii=*/false, Json::error_handler_t::replace) + "\n";
-  if (!ReplaceFile(path_, bytes)) return false;
+  if (!ReplaceFile(path_, store.object.text())) return false;
   pending_.clear();
   return true;
 }
@@ -227,14 +214,16 @@ std::optional<std::vector<std::string>> LinuxPreferences::MergedListForKey(std::
     if (pending_.contains(key)) return std::nullopt;
     if (!path_.empty()) {
       const StoreFile store = ReadStore(path_);
-      if (const auto found = store.object.find(key); found != store.object.end()) {
-        return TextList(*found);
+      if (const std::optional<std::string_view> found = store.object.Find(key)) {
+        return DecodeJsonStringArray(*found);
       }
     }
   }
   if (key != "AppleKeyboards") return std::nullopt;
   for (const std::string& config : keyboard_configs_) {
-    if (auto keyboards = KeyboardLayouts(ReadTextFile(config))) return keyboards;
+    if (auto keyboards = KeyboardLayouts(ReadFileBytes(config, kMaxSettingsFileBytes))) {
+      return keyboards;
+    }
   }
   return std::nullopt;
 }

@@ -3,25 +3,13 @@
 #include <sys/utsname.h>
 
 #include "Platform/linux/LinuxEnvironment.h"
+#include "Utils/Text/Utf8.h"
 
 namespace rqb {
 namespace {
 
-RunningSystem* MakeRunningSystem() {
-  auto* running = new RunningSystem();
-  for (const char* path : {"/etc/os-release", "/usr/lib/os-release"}) {
-    const std::string os_release = ReadTextFile(path);
-    if (os_release.empty()) continue;
-    running->name = OsReleaseValue(os_release, "NAME");
-    running->version = OsReleaseValue(os_release, "VERSION_ID");
-    break;
-  }
-  utsname names{};
-  if (uname(&names) == 0) {
-    if (running->name.empty()) running->name = names.sysname;
-    if (running->version.empty()) running->version = names.release;
-  }
-  return running;
+std::string TextValue(std::string_view text, std::string_view key) {
+  return TextOrNil(OsReleaseValue(text, key)).value_or("");
 }
 
 }  // namespace
@@ -44,8 +32,25 @@ std::string OsReleaseValue(std::string_view text, std::string_view key) {
   return {};
 }
 
+RunningSystem ReadRunningSystemAt(const std::string& root) {
+  RunningSystem running;
+  for (const char* path : {"/etc/os-release", "/usr/lib/os-release"}) {
+    const std::string os_release = ReadFileBytes(root + path, kMaxSettingsFileBytes);
+    if (os_release.empty()) continue;
+    running.name = TextValue(os_release, "NAME");
+    running.version = TextValue(os_release, "VERSION_ID");
+    break;
+  }
+  utsname names{};
+  if (uname(&names) == 0) {
+    if (running.name.empty()) running.name = names.sysname;
+    if (running.version.empty()) running.version = names.release;
+  }
+  return running;
+}
+
 const RunningSystem& ReadRunningSystem() {
-  static const RunningSystem* const running = MakeRunningSystem();
+  static const RunningSystem* const running = new RunningSystem(ReadRunningSystemAt(""));
   return *running;
 }
 

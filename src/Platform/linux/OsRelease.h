@@ -18,9 +18,14 @@ struct RunningSystem {
   std::string version;
 };
 
-// Read from /etc/os-release (or /usr/lib/os-release) and uname(2) on the
-// first call and kept for the life of the process, so that every reader of
-// the system version sees the same text.
+// The system whose files are below `root` ("" for this machine): the first of
+// /etc/os-release and /usr/lib/os-release that can be read, and uname(2) for
+// what it does not say. A value that is not UTF-8 counts as unsaid.
+RunningSystem ReadRunningSystemAt(const std::string& root);
+
+// ReadRunningSystemAt() of this machine, read on the first call and kept for
+// the life of the process, so that every reader of the system version sees
+// the same text.
 const RunningSystem& ReadRunningSystem();
 
 }  // namespace rqb
