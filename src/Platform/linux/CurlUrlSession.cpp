@@ -64,14 +64,12 @@ struct Transfer {
   Easy easy;
   Slist headers;
   Slist connect_to;
-  std::string received;
   char error_buffer[CURL_ERROR_SIZE] = {};
 };
 
-size_t AppendReceived(char* data, size_t size, size_t count, void* user) {
-  static_cast<Transfer*>(user)->received.append(data, size * count);
-  return size * count;
-}
+// The service never reads an answer's body: it is dropped as it arrives, so
+// that an endless or huge body costs no memory.
+size_t DiscardReceived(char*, size_t size, size_t count, void*) { return size * count; }
 
 // Whole seconds for libcurl; zero, negative or not-a-number means no limit.
 long LimitSeconds(double seconds) {
@@ -116,8 +114,7 @@ std::optional<std::string> Configure(Transfer& transfer) {
                      static_cast<curl_off_t>(transfer.request.http_body.size()));
   }
   curl_easy_setopt(easy, CURLOPT_HTTPHEADER, transfer.headers.get());
-  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &AppendReceived);
-  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer);
+  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &DiscardReceived);
 
   // The request time-out is an idle time-out: no byte for that long ends the
   // transfer. The resource time-out bounds the whole transfer.
@@ -227,13 +224,11 @@ class TransferEngine {
   // queue, so that slow completion code never stalls other transfers.
   void Complete(std::unique_ptr<Transfer> transfer, std::optional<UrlResponse> response,
                 std::optional<UrlError> error) {
-    std::optional<std::string> data;
-    if (response) data = std::move(transfer->received);
     DataTaskCompletionHandler completion = std::move(transfer->completion);
     transfer.reset();
-    delegate_queue_.Submit([completion = std::move(completion), data = std::move(data),
-                            response = std::move(response), error = std::move(error)]() mutable {
-      completion(std::move(data), std::move(response), std::move(error));
+    delegate_queue_.Submit([completion = std::move(completion), response = std::move(response),
+                            error = std::move(error)]() mutable {
+      completion(std::nullopt, std::move(response), std::move(error));
     });
   }
 

@@ -34,6 +34,7 @@ class CurlUrlSessionFactory final : public UrlSessionFactory {
   // at most a few at a time, and run completions in order on one shared
   // delegate thread. A transfer's time-outs start when it leaves the queue.
   // Cookies are never stored and connections are not reused between tasks.
+  // Response bodies are discarded as they arrive, so completions get no data.
   std::shared_ptr<UrlSession> CreateSession(
       const UrlSessionConfiguration& configuration) override;
 
