@@ -11,6 +11,7 @@
 
 #include "Platform/ThreadPool.h"
 #include "Platform/linux/LinuxThreads.h"
+#include "Platform/linux/TlsLibrary.h"
 
 namespace rqb {
 
@@ -29,7 +30,10 @@ constexpr std::size_t kMaxActiveTransfers = 8;
 
 void InitCurlOnce() {
   static std::once_flag once;
-  std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+  std::call_once(once, [] {
+    InitTlsLibrary();  // before libcurl initialises OpenSSL
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+  });
 }
 
 struct SlistDeleter {
@@ -168,12 +172,15 @@ class TransferEngine {
   void Run() {
     BecomeNetworkThread("rqb-url-transfer");
     for (;;) {
-      Admit();
-      int running = 0;
-      curl_multi_perform(multi_, &running);
-      int queued = 0;
-      while (CURLMsg* message = curl_multi_info_read(multi_, &queued)) {
-        if (message->msg == CURLMSG_DONE) Finish(message->easy_handle, message->data.result);
+      {
+        const TlsSection tls;
+        Admit();
+        int running = 0;
+        curl_multi_perform(multi_, &running);
+        int queued = 0;
+        while (CURLMsg* message = curl_multi_info_read(multi_, &queued)) {
+          if (message->msg == CURLMSG_DONE) Finish(message->easy_handle, message->data.result);
+        }
       }
       curl_multi_poll(multi_, nullptr, 0, 1000, nullptr);
     }
