@@ -12,6 +12,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "DataHelpers/RQBDataHelper.h"
@@ -147,6 +148,9 @@ class FixedOperatingSystem final : public OperatingSystem {
 
   OperatingSystemVersion version;
 };
+
+// Starts a real library thread, for thread pools in tests.
+std::error_code StartTestThread(std::function<void()> body);
 
 // Puts a log recorder, a manual background queue, recorded URL sessions and
 // an empty class table in force for each test. A test puts other providers
