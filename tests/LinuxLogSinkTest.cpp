@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <csignal>
+
 namespace rqb {
 namespace {
 
@@ -30,6 +32,22 @@ TEST(LinuxLogSink, WritesOneLineToStandardError) {
                            "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} "
                            "rqbehavior_tests\\[" + pid +
                            ":[0-9]+\\] captureDeviceIdentifier Exception: boom\n"));
+}
+
+TEST(LinuxLogSink, AStderrPipeWithoutReaderLosesTheLineWithoutASignal) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  close(ends[0]);
+  const int saved_stderr = dup(STDERR_FILENO);
+  dup2(ends[1], STDERR_FILENO);
+  close(ends[1]);
+  // On the test's own thread, where SIGPIPE is not blocked and kills.
+  LinuxLogSink().Write("variables POST ERROR: no reader");
+  dup2(saved_stderr, STDERR_FILENO);
+  close(saved_stderr);
+  sigset_t pending;
+  sigpending(&pending);
+  EXPECT_FALSE(sigismember(&pending, SIGPIPE)) << "the write's SIGPIPE was left pending";
 }
 
 }  // namespace
