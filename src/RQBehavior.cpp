@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Managers/RQBIdentityManager.h"
+#include "Managers/WorkInFlight.h"
 #include "Platform/MainQueue.h"
 #include "Platform/Platform.h"
 #include "Utils/Text/Utf8.h"
@@ -35,6 +36,10 @@ void RQBehavior::setRequestTimeout(std::optional<double> requestTimeout) {
 }
 
 std::size_t RQBehavior::drainMainQueue() { return rqb::CurrentPlatform().main_queue->Drain(); }
+
+bool RQBehavior::flush(std::chrono::milliseconds timeout) noexcept {
+  return rqb::WorkInFlight::WaitForEarlierWork(timeout);
+}
 
 std::optional<std::string> RQBehavior::app() const {
   std::lock_guard lock(mutex_);
