@@ -6,6 +6,7 @@
 #include <unicode/unistr.h>
 
 #include <memory>
+#include <mutex>
 #include <string>
 
 namespace rqb {
@@ -24,7 +25,17 @@ CalendarSettings CalendarSettingsFor(std::string_view locale_id, std::string_vie
 }
 
 CalendarSettings LinuxDeviceCalendar::Current() const {
+  // ICU reads the host's zone through static buffers without a lock of its
+  // own: once when it makes its default zone, and in every
+  // detectHostTimeZone(). Collection runs overlap, so the default comes
+  // first, then one detection at a time.
+  static auto* const detecting = [] {
+    delete icu::TimeZone::createDefault();
+    return new std::mutex();
+  }();
+  std::unique_lock lock(*detecting);
   const std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::detectHostTimeZone());
+  lock.unlock();
   icu::UnicodeString zone_id;
   zone->getID(zone_id);
   std::string zone_utf8;
