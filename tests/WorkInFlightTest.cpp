@@ -22,10 +22,6 @@
 #include "Platform/linux/CurlUrlSession.h"
 #include "RQBehavior/RQBehavior.h"
 
-// A forked child of this multi-threaded test process starts threads, which
-// ThreadSanitizer refuses unless told otherwise.
-extern "C" const char* __tsan_default_options() { return "die_after_fork=0"; }
-
 namespace rqb {
 namespace {
 

@@ -101,7 +101,9 @@ class ObservedUrlSessions final : public UrlSessionFactory {
  public:
   explicit ObservedUrlSessions(UrlSessionFactory& inner) : inner_(inner) {}
   std::shared_ptr<UrlSession> CreateSession(const UrlSessionConfiguration& configuration) override;
-  bool WaitForCompletions(std::size_t count) const { return completions_.WaitFor(count, 20s); }
+  bool WaitForCompletions(std::size_t count, std::chrono::milliseconds timeout = 20s) const {
+    return completions_.WaitFor(count, timeout);
+  }
 
  private:
   UrlSessionFactory& inner_;
