@@ -2,9 +2,9 @@
 // library's threads are doing, the host ends the way it meant to, never by a
 // signal or an abort of the library's making.
 #include <fcntl.h>
-#include <signal.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>

@@ -2,8 +2,8 @@
 // certificate and host name verified.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <malloc.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -204,8 +204,8 @@ TEST_F(HttpsUpload, AnEndlessAnswerCostsNoMemoryAndEndsAtTheTimeOut) {
   constexpr std::size_t kFlat = 8 << 20;
   ASSERT_GT(receiver_.EndlessBytesSent(), 4 * kFlat) << "too little streamed to tell";
   EXPECT_LT(most - before, kFlat);
-  EXPECT_THAT(log_.Lines(), testing::ElementsAre(testing::StartsWith(
-                                "variables POST ERROR: Operation timed out")));
+  EXPECT_THAT(log_.Lines(), testing::ElementsAre(
+                                testing::StartsWith("variables POST ERROR: Operation timed out")));
 }
 
 }  // namespace
