@@ -147,12 +147,14 @@ TEST_F(RealRuns, RunsWithTheMainQueueNeverServedLeaveOneTaskThereAndNoThreadsOrD
   test::FakeLocationPlatform location;
   classes_.Register("RQBLocationDataHelper",
                     [] { return std::make_unique<RQBLocationDataHelper>(); });
-  RQBehavior& behavior =
-      RQBehavior::getInstance(std::nullopt);  // no uploads: runs end in a log line
+  // Without an application identifier runs end in a log line, not an upload.
+  RQBehavior& behavior = RQBehavior::getInstance(std::nullopt);
   const auto run = [&](int times) {
     for (int i = 0; i < times; ++i) behavior.collectDeviceInformation("session-1");
+    gate_closed_ = false;
     return RQBehavior::flush(120s);
   };
+  gate_closed_ = true;  // the first runs wait, so the pool starts all its threads
   ASSERT_TRUE(run(10));
   const std::size_t threads = EntriesIn("/proc/self/task");
   const std::size_t descriptors = EntriesIn("/proc/self/fd");
