@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Managers/RQBIdentityManager.h"
+#include "Managers/WorkInFlight.h"
 #include "Platform/LogSink.h"
 #include "Platform/MainQueue.h"
 #include "Platform/Platform.h"
@@ -51,6 +52,10 @@ void RQBehavior::setLogHandler(std::function<void(const RQBLogMessage&)> handler
                                                     const rqb::LogLinePrefix& prefix) {
     handler(RQBLogMessage{text, prefix.time, prefix.program, prefix.process_id, prefix.thread_id});
   });
+}
+
+bool RQBehavior::flush(std::chrono::milliseconds timeout) noexcept {
+  return rqb::WorkInFlight::WaitForEarlierWork(timeout);
 }
 
 std::optional<std::string> RQBehavior::app() const {

@@ -1,5 +1,6 @@
 // The C interface: each function forwards to the facade and turns what it
 // throws into a status, so that no exception crosses into a C caller.
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -96,6 +97,10 @@ rqb_status rqb_set_request_timeout(double seconds) {
 
 rqb_status rqb_clear_request_timeout(void) {
   return Guarded(nullptr, [&] { RQBehaviorCInterface::Facade().setRequestTimeout(std::nullopt); });
+}
+
+rqb_status rqb_flush(uint32_t timeout_ms) {
+  return RQBehavior::flush(std::chrono::milliseconds(timeout_ms)) ? RQB_OK : RQB_TIMED_OUT;
 }
 
 size_t rqb_drain_main_queue(void) {

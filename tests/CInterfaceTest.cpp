@@ -49,6 +49,9 @@ TEST_F(CInterface, RunsUseTheApplicationIdentifierAndTheSettingsGiven) {
   EXPECT_NE(sessions_.Tasks().front().request.http_body.find("\"App\" : \"c-app\""),
             std::string::npos);
   EXPECT_EQ(RQBHttpService::getInstance().requestTimeout(), 30);
+  EXPECT_EQ(rqb_flush(20), RQB_TIMED_OUT) << "the upload has not completed yet";
+  sessions_.Tasks().front().completion(std::nullopt, UrlResponse{true, 200}, std::nullopt);
+  EXPECT_EQ(rqb_flush(10'000), RQB_OK);
 
   ASSERT_EQ(rqb_clear_request_timeout(), RQB_OK);
   EXPECT_EQ(RQBHttpService::getInstance().requestTimeout(), std::nullopt);

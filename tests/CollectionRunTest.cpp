@@ -98,7 +98,7 @@ TEST_F(CollectionRun, ACollectorThatThrowsEndsTheRunWithOneLogLine) {
 }
 
 TEST_F(CollectionRun, RunsOverlapAndReadTheSettingsWhenTheyBuildTheEnvelope) {
-  ThreadPool pool(4, nullptr);
+  ThreadPool pool(4, test::StartTestThread);
   Platform real_queue;
   real_queue.background_queue = &pool;
   ScopedPlatformOverride use_pool(real_queue);

@@ -1,15 +1,27 @@
 // Real HTTPS uploads through libcurl to a loopback receiver, with the
 // certificate and host name verified.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <map>
+
 #include "Constants/RQBBuildConfig.h"
 #include "FakePlatform.h"
 #include "LoopbackReceiver.h"
+#include "Platform/TaskExecutor.h"
 #include "Platform/linux/CurlUrlSession.h"
 #include "Services/RQBHttpService.h"
+
+// Defined when a sanitizer's allocator is linked in.
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
 
 namespace rqb {
 namespace {
@@ -148,6 +160,66 @@ TEST_F(HttpsUpload, ARefusedConnectionOrAnUntrustedCertificateLogsOneErrorLine) 
     EXPECT_TRUE(line.starts_with("variables POST ERROR: ")) << line;
   }
   EXPECT_EQ(receiver_.RequestCount(), 0u);
+}
+
+// The name and blocked-signal mask of every thread of the process.
+std::map<std::string, std::uint64_t> BlockedSignalsByThreadName() {
+  std::map<std::string, std::uint64_t> threads;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::string name;
+    std::getline(std::ifstream(task.path() / "comm"), name);
+    std::ifstream status(task.path() / "status");
+    for (std::string line; std::getline(status, line);) {
+      if (line.starts_with("SigBlk:")) threads[name] = std::stoull(line.substr(7), nullptr, 16);
+    }
+  }
+  return threads;
+}
+
+TEST_F(HttpsUpload, LibraryThreadsAreNamedAndLeaveAsynchronousSignalsToTheHost) {
+  Route(receiver_.port(), ca_);
+  Upload(Envelope());
+  ASSERT_TRUE(observed_->WaitForCompletions(1));
+  std::promise<void> ran;
+  DefaultPlatform().background_queue->Submit([&] { ran.set_value(); });
+  ran.get_future().wait();
+
+  const std::map<std::string, std::uint64_t> threads = BlockedSignalsByThreadName();
+  for (const char* name : {"rqb-transfer", "rqb-delegate", "rqb-background"}) {
+    SCOPED_TRACE(name);
+    ASSERT_TRUE(threads.contains(name));
+    const std::uint64_t blocked = threads.at(name);
+    for (const int signal : {SIGPIPE, SIGINT, SIGTERM, SIGHUP, SIGUSR1, SIGALRM, SIGCHLD}) {
+      EXPECT_TRUE(blocked & (1ull << (signal - 1))) << "signal " << signal;
+    }
+    EXPECT_FALSE(blocked & (1ull << (SIGSEGV - 1))) << "a fault must still reach its handler";
+  }
+}
+
+// Bytes allocated and not yet freed: the sanitizers' count when they replace
+// malloc (their quarantine holds freed memory back), else glibc's.
+std::size_t HeapInUse() {
+  if (&__sanitizer_get_current_allocated_bytes != nullptr) {
+    return __sanitizer_get_current_allocated_bytes();
+  }
+  const struct mallinfo2 info = mallinfo2();
+  return info.uordblks + info.hblkhd;
+}
+
+TEST_F(HttpsUpload, AnEndlessAnswerCostsNoMemoryAndEndsAtTheTimeOut) {
+  Route(receiver_.port(), ca_);
+  receiver_.SetAnswering(LoopbackReceiver::Answering::kEndlessBody);
+  const std::size_t before = HeapInUse();
+  RQBHttpService::getInstance().setTimeout(3);
+  RQBHttpService::getInstance().sendDeviceFullInfo(Envelope());
+  std::size_t most = before;
+  while (!observed_->WaitForCompletions(1, 10ms)) most = std::max(most, HeapInUse());
+
+  constexpr std::size_t kFlat = 8 << 20;
+  ASSERT_GT(receiver_.EndlessBytesSent(), 4 * kFlat) << "too little streamed to tell";
+  EXPECT_LT(most - before, kFlat);
+  EXPECT_THAT(log_.Lines(), testing::ElementsAre(
+                                testing::StartsWith("variables POST ERROR: Operation timed out")));
 }
 
 }  // namespace

@@ -1,11 +1,12 @@
-#include "Platform/linux/LinuxLogSink.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <csignal>
+
 #include "Platform/Platform.h"
+#include "Platform/linux/LinuxLogSink.h"
 
 namespace rqb {
 namespace {
@@ -31,8 +32,8 @@ TEST(LinuxLogSink, WritesOneLineToStandardError) {
   const std::string pid = std::to_string(getpid());
   EXPECT_THAT(written, testing::MatchesRegex(
                            "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} "
-                           "rqbehavior_tests\\[" + pid +
-                           ":[0-9]+\\] captureDeviceIdentifier Exception: boom\n"));
+                           "rqbehavior_tests\\[" +
+                           pid + ":[0-9]+\\] captureDeviceIdentifier Exception: boom\n"));
 }
 
 TEST(LinuxLogSink, StandardErrorGetsNothingWhileAHostHandlerTakesTheMessages) {
@@ -63,6 +64,22 @@ TEST(LinuxLogSink, StandardErrorGetsNothingWhileAHostHandlerTakesTheMessages) {
   LogMessage("variables POST ERROR: refused");
   EXPECT_THAT(testing::internal::GetCapturedStderr(),
               testing::EndsWith("] variables POST ERROR: refused\n"));
+}
+
+TEST(LinuxLogSink, AStderrPipeWithoutReaderLosesTheLineWithoutASignal) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  close(ends[0]);
+  const int saved_stderr = dup(STDERR_FILENO);
+  dup2(ends[1], STDERR_FILENO);
+  close(ends[1]);
+  // On the test's own thread, where SIGPIPE is not blocked and kills.
+  LinuxLogSink().Write("variables POST ERROR: no reader");
+  dup2(saved_stderr, STDERR_FILENO);
+  close(saved_stderr);
+  sigset_t pending;
+  sigpending(&pending);
+  EXPECT_FALSE(sigismember(&pending, SIGPIPE)) << "the write's SIGPIPE was left pending";
 }
 
 }  // namespace

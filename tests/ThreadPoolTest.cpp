@@ -7,6 +7,8 @@
 #include <set>
 #include <thread>
 
+#include "FakePlatform.h"
+
 namespace rqb {
 namespace {
 
@@ -16,7 +18,10 @@ TEST(ThreadPool, ABurstOfTasksRunsOnAtMostItsThreads) {
   std::atomic<int> ran = 0;
   std::atomic<int> started = 0;
   {
-    ThreadPool pool(4, [&] { ++started; });
+    ThreadPool pool(4, [&](std::function<void()> body) {
+      ++started;
+      return test::StartTestThread(std::move(body));
+    });
     for (int i = 0; i < 2000; ++i) {
       pool.Submit([&] {
         std::lock_guard lock(mutex);

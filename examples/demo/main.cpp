@@ -1,6 +1,7 @@
 // A host program as a real application would use RQBehavior, with a loopback
-// HTTPS receiver standing in for the profiling service. Prints the request the
-// receiver got and exits 0 once the device profile has arrived.
+// HTTPS receiver standing in for the profiling service. Waits for its upload
+// with RQBehavior::flush(), prints the request the receiver got and exits 0
+// once the device profile has arrived.
 #include <RQBehavior/RQBehavior.h>
 
 #include <chrono>
@@ -14,9 +15,9 @@
 
 namespace {
 
+// Longer than an upload's 10-second time-outs, so that a slow upload ends in
+// its own log line rather than in the demo's.
 constexpr auto kProfileWait = std::chrono::seconds(20);
-// How often the demo's main loop serves the library's main-thread work.
-constexpr auto kMainLoopTick = std::chrono::milliseconds(50);
 
 // Sends the library's uploads for the profiling service's host and port to
 // `receiver`, trusting its test CA, for the rest of the process. Certificate
@@ -54,15 +55,9 @@ int main() {
   const std::string session = behavior.generateSessionId();
   behavior.collectDeviceInformation(session);
 
-  // The demo's main loop: it has no event loop of the library's, so it serves
-  // the main queue itself while it waits.
-  const auto deadline = std::chrono::steady_clock::now() + kProfileWait;
-  bool arrived = false;
-  while (!arrived && std::chrono::steady_clock::now() < deadline) {
-    RQBehavior::drainMainQueue();
-    arrived = receiver.WaitForRequests(1, kMainLoopTick);
-  }
-  if (!arrived) {
+  // A host that wants its profile sent before it exits waits for it last.
+  const bool finished = RQBehavior::flush(kProfileWait);
+  if (!finished || receiver.RequestCount() == 0) {
     std::fprintf(stderr, "demo: no device profile arrived within %lld seconds\n",
                  static_cast<long long>(kProfileWait.count()));
     return 1;

@@ -1,16 +1,13 @@
 #!/usr/bin/env python3
 """A host application written in Python, using RQBehavior's C interface
-through ctypes. It names itself, starts one collection run and then serves
-the library's main queue from its own main loop until it is asked to stop
-(SIGINT or SIGTERM), at most 30 seconds, while the library uploads the
-device profile in the background.
+through ctypes. It names itself, starts one collection run and, before it
+exits, waits at most 15 seconds for the device profile the library uploads
+in the background.
 
     python3 rqbehavior_example.py [path/to/libRQBehavior.so.3]
 """
 import ctypes
-import signal
 import sys
-import time
 
 RQB_OK = 0
 RQB_SESSION_ID_SIZE = 37
@@ -37,7 +34,7 @@ def load(path):
         ctypes.c_char_p, ctypes.POINTER(ctypes.POINTER(RqbError))]
     lib.rqb_error_free.argtypes = [ctypes.POINTER(RqbError)]
     lib.rqb_error_free.restype = None
-    lib.rqb_drain_main_queue.restype = ctypes.c_size_t
+    lib.rqb_flush.argtypes = [ctypes.c_uint32]
     lib.rqb_set_log_handler.argtypes = [LOG_HANDLER, ctypes.c_void_p]
     return lib
 
@@ -45,10 +42,6 @@ def load(path):
 def main():
     lib = load(sys.argv[1] if len(sys.argv) > 1 else "libRQBehavior.so.3")
     app = b"python-example"
-
-    stop = []
-    for signal_number in (signal.SIGINT, signal.SIGTERM):
-        signal.signal(signal_number, lambda *_: stop.append(True))
 
     # The library's log, written the host's way. Called on the library's
     # threads; removed before the interpreter shuts down.
@@ -70,15 +63,14 @@ def main():
     print(f"{app.decode()}: collecting the device profile for session {session.value.decode()}",
           flush=True)
 
-    # The host's main loop serves the library's main queue.
-    deadline = time.monotonic() + 30
-    while not stop and time.monotonic() < deadline:
-        lib.rqb_drain_main_queue()
-        time.sleep(0.05)
+    # Before exiting, the host waits at most 15 seconds for the upload it started.
+    sent = lib.rqb_flush(15000) == RQB_OK
 
     # Once this returns the handler is never called again, so the interpreter
     # may release it.
     lib.rqb_set_log_handler(LOG_HANDLER(), None)
+    if not sent:
+        sys.exit(f"{app.decode()}: the upload did not finish in time")
 
 
 if __name__ == "__main__":

@@ -89,6 +89,15 @@ class RQB_EXPORT RQBehavior {
   // the handler.
   static void setLogHandler(std::function<void(const RQBLogMessage&)> handler);
 
+  // Waits until every collection run and upload started before the call has
+  // finished, the upload's outcome included (a transport error is logged by
+  // then), and returns true; returns false once `timeout` has passed first.
+  // Runs and uploads started after the call do not delay it, and it never
+  // waits for the main queue. Optional: a host that wants its profiles sent
+  // before it exits calls it last, e.g. flush(std::chrono::seconds(15));
+  // nothing else depends on it. Never throws.
+  static bool flush(std::chrono::milliseconds timeout) noexcept;
+
   std::optional<std::string> app() const;
   // Stores the identifier only; the next collectDeviceInformation() uses it.
   void setApp(std::optional<std::string> app);

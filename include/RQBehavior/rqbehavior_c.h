@@ -49,7 +49,9 @@ typedef enum rqb_status {
   /* The caller's buffer cannot hold the result; nothing was written. */
   RQB_BUFFER_TOO_SMALL = 3,
   /* The library could not complete the call (out of memory, no threads). */
-  RQB_INTERNAL_ERROR = 4
+  RQB_INTERNAL_ERROR = 4,
+  /* The time given ran out before what was waited for had happened. */
+  RQB_TIMED_OUT = 5
 } rqb_status;
 
 /* The library's exception: a name and an optional reason. */
@@ -94,6 +96,14 @@ RQB_EXPORT rqb_status rqb_clear_request_timeout(void);
    from its main thread, e.g. once per pass of its own loop; until it does,
    the library reports no location. */
 RQB_EXPORT size_t rqb_drain_main_queue(void);
+
+/* Waits until every collection run and upload started before the call has
+   finished (the upload's outcome included), at most `timeout_ms`
+   milliseconds. RQB_OK when they have, RQB_TIMED_OUT when the time passed
+   first. Runs started after the call do not delay it, and it never waits for
+   the main queue. Optional: a host that wants its profiles sent before it
+   exits calls it last. */
+RQB_EXPORT rqb_status rqb_flush(uint32_t timeout_ms);
 
 /* One message of the library's log, as a log handler receives it. Every
    pointer is valid only during the handler's call. Later versions may add

@@ -8,6 +8,7 @@
 
 #include "DataHelpers/RQBDataHelper.h"
 #include "Managers/CollectionRunScope.h"
+#include "Managers/WorkInFlight.h"
 #include "Platform/ClassLookup.h"
 #include "Platform/LogSink.h"
 #include "Platform/Platform.h"
@@ -90,7 +91,15 @@ void RQBIdentifyManager::collectDeviceInformation() {
   if (!current_app && rqb::Utf16Length(current_app.value_or("")) != 0) {
     throw RQBException("NoAppID", std::string(UNDEFINED_APP_ID_ERR_MESSAGE));
   }
-  rqb::CurrentPlatform().background_queue->Submit([this] { RunCollection(); });
+  // The ticket ends with the run, or with the task when the queue drops it.
+  std::shared_ptr<rqb::WorkInFlight::Ticket> ticket = rqb::WorkInFlight::Begin();
+  rqb::CurrentPlatform().background_queue->Submit([this, ticket = std::move(ticket)] {
+    {
+      const rqb::WorkInFlight::Scope part_of_the_run(*ticket);
+      RunCollection();
+    }
+    ticket->End();
+  });
 }
 
 rqb::JsonObject RQBIdentifyManager::getDeviceData() {

@@ -14,7 +14,8 @@ class TaskExecutor {
 
   // Takes ownership of `task` and runs it later, on another thread, without
   // waiting. Tasks may run concurrently with each other. Called from any
-  // thread.
+  // thread; never throws. An executor that cannot get a thread for the task
+  // drops it with a log line rather than run it on the caller's thread.
   virtual void Submit(std::function<void()> task) = 0;
 };
 

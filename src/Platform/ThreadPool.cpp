@@ -1,51 +1,66 @@
 #include "Platform/ThreadPool.h"
 
+#include <string>
 #include <utility>
+
+#include "Platform/LogSink.h"
 
 namespace rqb {
 
-ThreadPool::ThreadPool(std::size_t thread_count, std::function<void()> on_thread_start)
-    : thread_count_(thread_count == 0 ? 1 : thread_count),
-      on_thread_start_(std::move(on_thread_start)) {}
+ThreadPool::ThreadPool(std::size_t thread_count, ThreadStarter start_thread)
+    : thread_count_(thread_count == 0 ? 1 : thread_count), start_thread_(std::move(start_thread)) {}
 
 ThreadPool::~ThreadPool() {
-  std::vector<std::thread> workers;
-  {
-    std::lock_guard lock(mutex_);
-    stopping_ = true;
-    workers.swap(workers_);
+  State& state = state_.Get();
+  std::unique_lock lock(state.mutex);
+  state.stopping = true;
+  state.wake.notify_all();
+  // A worker's last step is to signal under the lock, so once this wait
+  // returns no worker touches the State again.
+  state.exited.wait(lock, [&] { return state.workers == 0; });
+}
+
+std::error_code ThreadPool::TrySubmit(std::function<void()>& task) {
+  State& state = state_.Get();
+  std::lock_guard lock(state.mutex);
+  // Grow only while the queued tasks, this one included, outnumber the idle
+  // workers.
+  if (state.workers < thread_count_ && state.idle_workers <= state.tasks.size()) {
+    ++state.workers;  // counted before it starts, so that the destructor waits for it
+    if (const std::error_code refused = start_thread_([&state] { WorkerLoop(state); })) {
+      --state.workers;
+      if (state.workers == 0) return refused;
+    }
   }
-  wake_.notify_all();
-  for (std::thread& worker : workers) worker.join();
+  state.tasks.push_back(std::move(task));
+  state.wake.notify_one();
+  return {};
 }
 
 void ThreadPool::Submit(std::function<void()> task) {
-  {
-    std::lock_guard lock(mutex_);
-    tasks_.push_back(std::move(task));
-    // Grow only while the queued tasks outnumber the idle workers.
-    if (workers_.size() < thread_count_ && idle_workers_ < tasks_.size()) {
-      workers_.emplace_back([this] { WorkerLoop(); });
-    }
+  if (const std::error_code refused = TrySubmit(task)) {
+    // Running it on the caller's thread instead would block the host.
+    LogMessage("background queue: no thread could be started (" + refused.message() +
+               "); task dropped");
   }
-  wake_.notify_one();
 }
 
-void ThreadPool::WorkerLoop() {
-  if (on_thread_start_) on_thread_start_();
-  std::unique_lock lock(mutex_);
+void ThreadPool::WorkerLoop(State& state) {
+  std::unique_lock lock(state.mutex);
   for (;;) {
-    ++idle_workers_;
-    wake_.wait(lock, [this] { return stopping_ || !tasks_.empty(); });
-    --idle_workers_;
-    if (tasks_.empty()) return;  // stopping, and nothing left to run
-    std::function<void()> task = std::move(tasks_.front());
-    tasks_.pop_front();
+    ++state.idle_workers;
+    state.wake.wait(lock, [&] { return state.stopping || !state.tasks.empty(); });
+    --state.idle_workers;
+    if (state.tasks.empty()) break;  // stopping, and nothing left to run
+    std::function<void()> task = std::move(state.tasks.front());
+    state.tasks.pop_front();
     lock.unlock();
     task();
     task = nullptr;  // release what the task captured before taking the lock
     lock.lock();
   }
+  --state.workers;
+  state.exited.notify_all();
 }
 
 }  // namespace rqb

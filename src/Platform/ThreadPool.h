@@ -1,4 +1,4 @@
-// A fixed number of worker threads serving one FIFO of tasks.
+// A bounded number of worker threads serving one FIFO of tasks.
 #pragma once
 
 #include <condition_variable>
@@ -6,36 +6,54 @@
 #include <deque>
 #include <functional>
 #include <mutex>
-#include <string>
-#include <thread>
-#include <vector>
+#include <system_error>
 
+#include "Platform/PerProcess.h"
 #include "Platform/TaskExecutor.h"
 
 namespace rqb {
 
+// Starts `body` on a new detached thread set up by the platform (name,
+// priority, signal mask). Returns the error when the system refuses a thread;
+// `body` is then destroyed without running.
+using ThreadStarter = std::function<std::error_code(std::function<void()> body)>;
+
 class ThreadPool final : public TaskExecutor {
  public:
-  // `thread_count` workers, started on the first Submit() so that a host that
-  // never collects starts no thread. Each worker runs `on_thread_start`
-  // (naming, priority) before its first task.
-  ThreadPool(std::size_t thread_count, std::function<void()> on_thread_start);
-  // Runs the tasks already submitted, then joins the workers.
+  // At most `thread_count` workers, each started through `start_thread` when a
+  // task finds no idle worker, so that a host that never submits starts none
+  // and a burst of tasks queues instead of multiplying threads.
+  ThreadPool(std::size_t thread_count, ThreadStarter start_thread);
+  // Runs the tasks already submitted, then waits until the workers are gone.
   ~ThreadPool() override;
 
+  // Queues `task` and returns no error; or, when the pool has no worker and
+  // the system refuses to start one, leaves `task` untouched and returns why.
+  // While at least one worker runs, a refused start only delays the task.
+  [[nodiscard]] std::error_code TrySubmit(std::function<void()>& task);
+
+  // TrySubmit(), and when that refuses, drops the task with one log line.
   void Submit(std::function<void()> task) override;
 
  private:
-  void WorkerLoop();
+  // What the workers of one process share. A forked child starts with a fresh
+  // State: the parent's workers do not exist in it, and what the parent had
+  // queued is the parent's to run.
+  struct State {
+    std::mutex mutex;
+    std::condition_variable wake;             // a task arrived, or the pool is ending
+    std::condition_variable exited;           // a worker is gone
+    std::deque<std::function<void()>> tasks;  // guarded by mutex
+    std::size_t workers = 0;                  // started and not gone; guarded by mutex
+    std::size_t idle_workers = 0;             // guarded by mutex
+    bool stopping = false;                    // guarded by mutex
+  };
+
+  static void WorkerLoop(State& state);
 
   const std::size_t thread_count_;
-  const std::function<void()> on_thread_start_;
-  std::mutex mutex_;
-  std::condition_variable wake_;
-  std::deque<std::function<void()>> tasks_;  // guarded by mutex_
-  std::vector<std::thread> workers_;         // guarded by mutex_
-  std::size_t idle_workers_ = 0;             // guarded by mutex_
-  bool stopping_ = false;                    // guarded by mutex_
+  const ThreadStarter start_thread_;
+  PerProcess<State> state_;
 };
 
 }  // namespace rqb

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Constants/RQBBuildConfig.h"
+#include "Managers/WorkInFlight.h"
 #include "Platform/LogSink.h"
 #include "Platform/Platform.h"
 #include "RQBehavior/RQBConstants.h"
@@ -64,12 +65,14 @@ void RQBHttpService::postData(const std::optional<rqb::JsonObject>& data, const 
   request->url = url_text;
   std::shared_ptr<rqb::UrlSession> session =
       rqb::CurrentPlatform().url_sessions->CreateSession(getSessionConfiguration());
-  session->StartDataTask(
-      std::move(*request),
-      [endPoint](std::optional<std::string>, std::optional<rqb::UrlResponse> response,
-                 std::optional<rqb::UrlError> error) {
-        HandleCompletion(endPoint, response, error);
-      });
+  // The upload is in flight until its completion has run.
+  session->StartDataTask(std::move(*request),
+                         [endPoint, ticket = rqb::WorkInFlight::Begin()](
+                             std::optional<std::string>, std::optional<rqb::UrlResponse> response,
+                             std::optional<rqb::UrlError> error) {
+                           HandleCompletion(endPoint, response, error);
+                           ticket->End();
+                         });
 }
 
 std::optional<rqb::UrlRequest> RQBHttpService::preparePost(

@@ -5,8 +5,8 @@
 //
 // Usage: rqbehavior_example_upload APP COMMAND [ARGUMENT...]
 // The command runs with RQBEHAVIOR_TEST_LOOPBACK_PORT and
-// RQBEHAVIOR_TEST_LOOPBACK_CA_FILE set; it is asked to stop (SIGTERM) once
-// the profile has arrived and must then exit with status 0.
+// RQBEHAVIOR_TEST_LOOPBACK_CA_FILE set and must exit on its own with status
+// 0 once its profile has been sent.
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,6 +17,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
 
 #include "Constants/RQBBuildConfig.h"
 #include "LoopbackReceiver.h"
@@ -74,19 +75,22 @@ int main(int argc, char** argv) {
     _exit(127);
   }
 
-  // Waits for the profile while the program runs.
+  // The program waits for its own upload before it exits.
   int status = 0;
   bool exited = false;
   const auto deadline = std::chrono::steady_clock::now() + kProfileWait;
-  while (!receiver.WaitForRequests(1, 100ms) && std::chrono::steady_clock::now() < deadline) {
+  while (std::chrono::steady_clock::now() < deadline) {
     if (waitpid(child, &status, WNOHANG) == child) {
       exited = true;
       break;
     }
+    std::this_thread::sleep_for(50ms);
   }
   if (!exited) {
-    kill(child, SIGTERM);
+    kill(child, SIGKILL);
     waitpid(child, &status, 0);
+    std::remove(ca_file);
+    return Fail("the program did not exit");
   }
   std::remove(ca_file);
 

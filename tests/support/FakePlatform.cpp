@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "Platform/linux/LinuxThreads.h"
+
 namespace rqb::test {
 
 // Hands every data task to `start`.
@@ -49,6 +51,10 @@ std::unique_ptr<RQBDataHelper> FakeClassLookup::CreateDataHelper(
   std::lock_guard lock(mutex_);
   const auto found = factories_.find(class_name);
   return found != factories_.end() ? found->second() : nullptr;
+}
+
+std::error_code StartTestThread(std::function<void()> body) {
+  return StartLibraryThread("rqb-test", ThreadPriority::kInherited, std::move(body));
 }
 
 PlatformTest::PlatformTest() {

@@ -12,6 +12,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "DataHelpers/RQBDataHelper.h"
@@ -105,7 +106,9 @@ class ObservedUrlSessions final : public UrlSessionFactory {
  public:
   explicit ObservedUrlSessions(UrlSessionFactory& inner) : inner_(inner) {}
   std::shared_ptr<UrlSession> CreateSession(const UrlSessionConfiguration& configuration) override;
-  bool WaitForCompletions(std::size_t count) const { return completions_.WaitFor(count, 20s); }
+  bool WaitForCompletions(std::size_t count, std::chrono::milliseconds timeout = 20s) const {
+    return completions_.WaitFor(count, timeout);
+  }
 
  private:
   UrlSessionFactory& inner_;
@@ -152,6 +155,9 @@ class FixedOperatingSystem final : public OperatingSystem {
 
   OperatingSystemVersion version;
 };
+
+// Starts a real library thread, for thread pools in tests.
+std::error_code StartTestThread(std::function<void()> body);
 
 // Puts a log recorder, a manual background queue, recorded URL sessions and
 // an empty class table in force for each test. A test puts other providers

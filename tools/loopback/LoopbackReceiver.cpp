@@ -49,10 +49,19 @@ LoopbackReceiver::LoopbackReceiver(const TestCertificateAuthority& ca, const std
     }
     received.body = request.body;
     received.arrived = std::chrono::steady_clock::now();
-    std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
     requests_.push_back(std::move(received));
     arrived_.notify_all();
+    answering_changed_.wait(lock, [this] { return answering_ != Answering::kHeld; });
     response.status = status_;
+    if (answering_ == Answering::kEndlessBody) {
+      response.set_chunked_content_provider(
+          "application/octet-stream", [this](std::size_t, httplib::DataSink& sink) {
+            if (!sink.write(endless_chunk_.data(), endless_chunk_.size())) return false;
+            endless_bytes_ += endless_chunk_.size();
+            return true;
+          });
+    }
   });
   port_ = server_->bind_to_any_port("127.0.0.1");
   if (port_ <= 0) throw std::runtime_error("loopback receiver: cannot bind 127.0.0.1");
@@ -63,6 +72,7 @@ LoopbackReceiver::LoopbackReceiver(const TestCertificateAuthority& ca, const std
 }
 
 LoopbackReceiver::~LoopbackReceiver() {
+  SetAnswering(Answering::kAtOnce);  // a held answer would keep its handler for ever
   server_->stop();
   listener_.join();
 }
@@ -71,6 +81,14 @@ void LoopbackReceiver::SetStatus(int status) {
   std::lock_guard lock(mutex_);
   status_ = status;
 }
+
+void LoopbackReceiver::SetAnswering(Answering answering) {
+  std::lock_guard lock(mutex_);
+  answering_ = answering;
+  answering_changed_.notify_all();
+}
+
+std::uint64_t LoopbackReceiver::EndlessBytesSent() const { return endless_bytes_; }
 
 std::vector<ReceivedRequest> LoopbackReceiver::Requests() const {
   std::lock_guard lock(mutex_);

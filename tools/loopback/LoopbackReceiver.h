@@ -1,9 +1,11 @@
 // An HTTPS server on 127.0.0.1 standing in for the profiling service.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -47,6 +49,14 @@ class LoopbackReceiver {
   // The status of later answers.
   void SetStatus(int status);
 
+  // How later POSTs are answered once recorded: at once (the default); only
+  // when the receiver answers at once again, held until then; or with a body
+  // that never ends, sent as fast as the client takes it.
+  enum class Answering { kAtOnce, kHeld, kEndlessBody };
+  void SetAnswering(Answering answering);
+  // Bytes of endless bodies sent so far.
+  std::uint64_t EndlessBytesSent() const;
+
   std::vector<ReceivedRequest> Requests() const;
   std::size_t RequestCount() const;
   // Waits until `count` requests have arrived; false on time-out.
@@ -58,8 +68,12 @@ class LoopbackReceiver {
   std::thread listener_;
   mutable std::mutex mutex_;
   mutable std::condition_variable arrived_;
-  std::vector<ReceivedRequest> requests_;  // guarded by mutex_
-  int status_ = 200;                       // guarded by mutex_
+  std::condition_variable answering_changed_;
+  std::vector<ReceivedRequest> requests_;     // guarded by mutex_
+  int status_ = 200;                          // guarded by mutex_
+  Answering answering_ = Answering::kAtOnce;  // guarded by mutex_
+  std::atomic<std::uint64_t> endless_bytes_{0};
+  const std::string endless_chunk_ = std::string(64 * 1024, 'x');
 };
 
 // The authority of an https:// URL as written in it: the host, followed by

@@ -1,16 +1,21 @@
 #include "Platform/linux/CurlUrlSession.h"
 
 #include <curl/curl.h>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <deque>
 #include <mutex>
-#include <thread>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
+#include "Platform/PerProcess.h"
 #include "Platform/ThreadPool.h"
 #include "Platform/linux/LinuxThreads.h"
+#include "Platform/linux/TlsLibrary.h"
 
 namespace rqb {
 
@@ -27,9 +32,30 @@ namespace {
 // uploads from opening hundreds of TLS connections together.
 constexpr std::size_t kMaxActiveTransfers = 8;
 
+// The descriptors of the connections that transfers have open. Touched by
+// the transfer thread inside TlsSections only, so that a fork, which waits for
+// those, never copies the set half-changed.
+std::unordered_set<curl_socket_t>& OpenSockets() {
+  static auto* const sockets = new std::unordered_set<curl_socket_t>();
+  return *sockets;
+}
+
+// In a forked child, before the host's code goes on: the child shares the
+// parent's connections and closes its copies of their descriptors, which sends
+// nothing while the parent holds them. Closed later, their numbers could
+// belong to files the child has opened since.
+void CloseInheritedSockets() {
+  for (const curl_socket_t fd : OpenSockets()) close(fd);
+  OpenSockets().clear();
+}
+
 void InitCurlOnce() {
   static std::once_flag once;
-  std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+  std::call_once(once, [] {
+    InitTlsLibrary();  // before libcurl initialises OpenSSL
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+    pthread_atfork(nullptr, nullptr, &CloseInheritedSockets);
+  });
 }
 
 struct SlistDeleter {
@@ -64,14 +90,54 @@ struct Transfer {
   Easy easy;
   Slist headers;
   Slist connect_to;
-  std::string received;
   char error_buffer[CURL_ERROR_SIZE] = {};
 };
 
-size_t AppendReceived(char* data, size_t size, size_t count, void* user) {
-  static_cast<Transfer*>(user)->received.append(data, size * count);
-  return size * count;
+// How a transfer ended, for its completion.
+struct Outcome {
+  DataTaskCompletionHandler completion;
+  std::optional<UrlResponse> response;
+  std::optional<UrlError> error;
+};
+
+// The transfers of one process. A forked child starts with a fresh one: the
+// parent's transfer thread does not exist there, and the parent's transfers
+// are the parent's to finish, never to be sent twice.
+struct EngineState {
+  std::mutex mutex;
+  std::deque<std::unique_ptr<Transfer>> waiting;  // guarded by mutex
+  bool running = false;                           // the transfer thread is up; guarded by mutex
+  CURLM* multi = nullptr;                         // set once under mutex, before running
+
+  // The transfer thread's own. The child never touches its parent's: any
+  // call into libcurl or OpenSSL on them could write to the parent's TLS
+  // streams.
+  std::unordered_map<CURL*, std::unique_ptr<Transfer>> active;
+};
+
+// The transfer thread opens every socket itself, so that it knows which
+// descriptors are its own; close-on-exec, so that a program the host starts
+// does not inherit a connection.
+curl_socket_t OpenSocket(void*, curlsocktype, curl_sockaddr* address) {
+  const int fd = socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+  if (fd < 0) return CURL_SOCKET_BAD;
+  try {
+    OpenSockets().insert(fd);
+  } catch (...) {
+    close(fd);
+    return CURL_SOCKET_BAD;
+  }
+  return fd;
 }
+
+int CloseSocket(void*, curl_socket_t fd) {
+  OpenSockets().erase(fd);
+  return close(fd);
+}
+
+// The service never reads an answer's body: it is dropped as it arrives, so
+// that an endless or huge body costs no memory.
+size_t DiscardReceived(char*, size_t size, size_t count, void*) { return size * count; }
 
 // Whole seconds for libcurl; zero, negative or not-a-number means no limit.
 long LimitSeconds(double seconds) {
@@ -99,6 +165,8 @@ std::optional<std::string> Configure(Transfer& transfer) {
   curl_easy_setopt(easy, CURLOPT_PRIVATE, &transfer);
   curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, transfer.error_buffer);
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, &OpenSocket);
+  curl_easy_setopt(easy, CURLOPT_CLOSESOCKETFUNCTION, &CloseSocket);
   curl_easy_setopt(easy, CURLOPT_URL, transfer.request.url->c_str());
   curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "https");
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
@@ -116,8 +184,7 @@ std::optional<std::string> Configure(Transfer& transfer) {
                      static_cast<curl_off_t>(transfer.request.http_body.size()));
   }
   curl_easy_setopt(easy, CURLOPT_HTTPHEADER, transfer.headers.get());
-  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &AppendReceived);
-  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer);
+  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &DiscardReceived);
 
   // The request time-out is an idle time-out: no byte for that long ends the
   // transfer. The resource time-out bounds the whole transfer.
@@ -144,8 +211,9 @@ std::optional<std::string> Configure(Transfer& transfer) {
   return std::nullopt;
 }
 
-// The process-wide thread that drives every transfer through one multi
-// handle. Created on the first upload and never destroyed.
+// Drives every transfer of the process on one thread through one multi
+// handle, and runs their completions on one delegate thread. Created on first
+// use and never destroyed.
 class TransferEngine {
  public:
   static TransferEngine& Instance() {
@@ -153,95 +221,129 @@ class TransferEngine {
     return *engine;
   }
 
+  // Starts the transfer thread unless it runs. A thread inherits its
+  // creator's priority, so the factory starts it from the host's thread
+  // rather than leave it to the first upload, which comes from a
+  // low-priority collection thread. Failing here is not final: Start()
+  // tries again.
+  void Prestart() {
+    EngineState& state = states_.Get();
+    std::lock_guard lock(state.mutex);
+    if (!state.running) static_cast<void>(StartThread(state));
+  }
+
+  // Queues `transfer`. When there is no transfer thread and none can be
+  // started, the transfer fails at once with a transport error, so nothing
+  // piles up while threads cannot be made.
   void Start(std::unique_ptr<Transfer> transfer) {
+    EngineState& state = states_.Get();
+    std::optional<std::string> failure;
     {
-      std::lock_guard lock(mutex_);
-      waiting_.push_back(std::move(transfer));
+      std::lock_guard lock(state.mutex);
+      if (!state.running) failure = StartThread(state);
+      if (!failure) state.waiting.push_back(std::move(transfer));
     }
-    curl_multi_wakeup(multi_);
+    if (failure) {
+      Complete({std::move(transfer->completion), std::nullopt, UrlError{*failure}});
+      return;
+    }
+    curl_multi_wakeup(state.multi);
   }
 
  private:
   TransferEngine()
-      : multi_(curl_multi_init()),
-        delegate_queue_(1, [] { BecomeNetworkThread("rqb-url-delegate"); }) {
-    std::thread([this] { Run(); }).detach();
+      : delegate_queue_(1, [](std::function<void()> body) {
+          return StartLibraryThread("rqb-delegate", ThreadPriority::kInherited, std::move(body));
+        }) {}
+
+  // Under state.mutex. Returns why the thread could not start.
+  std::optional<std::string> StartThread(EngineState& state) {
+    if (state.multi == nullptr) state.multi = curl_multi_init();
+    if (state.multi == nullptr) return std::string("could not create the transfer engine");
+    const std::error_code refused = StartLibraryThread("rqb-transfer", ThreadPriority::kInherited,
+                                                       [this, &state] { Run(state); });
+    if (refused) return "could not start the transfer thread: " + refused.message();
+    state.running = true;
+    return std::nullopt;
   }
 
-  void Run() {
-    BecomeNetworkThread("rqb-url-transfer");
+  void Run(EngineState& state) {
+    std::vector<Outcome> finished;
     for (;;) {
-      Admit();
-      int running = 0;
-      curl_multi_perform(multi_, &running);
-      int queued = 0;
-      while (CURLMsg* message = curl_multi_info_read(multi_, &queued)) {
-        if (message->msg == CURLMSG_DONE) Finish(message->easy_handle, message->data.result);
+      {
+        const TlsSection tls;
+        Admit(state, finished);
+        int running = 0;
+        curl_multi_perform(state.multi, &running);
+        int queued = 0;
+        while (CURLMsg* message = curl_multi_info_read(state.multi, &queued)) {
+          if (message->msg != CURLMSG_DONE) continue;
+          if (std::optional<Outcome> outcome =
+                  Finish(state, message->easy_handle, message->data.result)) {
+            finished.push_back(std::move(*outcome));
+          }
+        }
       }
-      curl_multi_poll(multi_, nullptr, 0, 1000, nullptr);
+      for (Outcome& outcome : finished) Complete(std::move(outcome));
+      finished.clear();
+      curl_multi_poll(state.multi, nullptr, 0, 1000, nullptr);
     }
   }
 
-  void Admit() {
-    while (active_.size() < kMaxActiveTransfers) {
+  void Admit(EngineState& state, std::vector<Outcome>& finished) {
+    while (state.active.size() < kMaxActiveTransfers) {
       std::unique_ptr<Transfer> transfer;
       {
-        std::lock_guard lock(mutex_);
-        if (waiting_.empty()) return;
-        transfer = std::move(waiting_.front());
-        waiting_.pop_front();
+        std::lock_guard lock(state.mutex);
+        if (state.waiting.empty()) return;
+        transfer = std::move(state.waiting.front());
+        state.waiting.pop_front();
       }
-      if (std::optional<std::string> failure = Configure(*transfer)) {
-        Complete(std::move(transfer), std::nullopt, UrlError{*failure});
+      std::optional<std::string> failure = Configure(*transfer);
+      if (!failure && curl_multi_add_handle(state.multi, transfer->easy.get()) != CURLM_OK) {
+        failure = "could not start the transfer";
+      }
+      if (failure) {
+        finished.push_back({std::move(transfer->completion), std::nullopt, UrlError{*failure}});
         continue;
       }
       CURL* easy = transfer->easy.get();
-      if (curl_multi_add_handle(multi_, easy) != CURLM_OK) {
-        Complete(std::move(transfer), std::nullopt, UrlError{"could not start the transfer"});
-        continue;
-      }
-      active_.emplace(easy, std::move(transfer));
+      state.active.emplace(easy, std::move(transfer));
     }
   }
 
-  void Finish(CURL* easy, CURLcode result) {
-    curl_multi_remove_handle(multi_, easy);
-    auto found = active_.find(easy);
-    if (found == active_.end()) return;
-    std::unique_ptr<Transfer> transfer = std::move(found->second);
-    active_.erase(found);
+  // Releases the transfer's curl objects (and so its connection) and tells
+  // how it ended.
+  std::optional<Outcome> Finish(EngineState& state, CURL* easy, CURLcode result) {
+    curl_multi_remove_handle(state.multi, easy);
+    const auto found = state.active.find(easy);
+    if (found == state.active.end()) return std::nullopt;
+    const std::unique_ptr<Transfer> transfer = std::move(found->second);
+    state.active.erase(found);
 
     long status = 0;
     curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
-    std::optional<UrlResponse> response;
-    if (status > 0) response = UrlResponse{true, status};
-    std::optional<UrlError> error;
+    Outcome outcome{std::move(transfer->completion), std::nullopt, std::nullopt};
+    if (status > 0) outcome.response = UrlResponse{true, status};
     if (result != CURLE_OK) {
-      error = UrlError{transfer->error_buffer[0] != '\0' ? transfer->error_buffer
-                                                         : curl_easy_strerror(result)};
+      outcome.error = UrlError{transfer->error_buffer[0] != '\0' ? transfer->error_buffer
+                                                                 : curl_easy_strerror(result)};
     }
-    Complete(std::move(transfer), std::move(response), std::move(error));
+    return outcome;
   }
 
-  // Releases the curl objects here and runs the completion on the delegate
-  // queue, so that slow completion code never stalls other transfers.
-  void Complete(std::unique_ptr<Transfer> transfer, std::optional<UrlResponse> response,
-                std::optional<UrlError> error) {
-    std::optional<std::string> data;
-    if (response) data = std::move(transfer->received);
-    DataTaskCompletionHandler completion = std::move(transfer->completion);
-    transfer.reset();
-    delegate_queue_.Submit([completion = std::move(completion), data = std::move(data),
-                            response = std::move(response), error = std::move(error)]() mutable {
-      completion(std::move(data), std::move(response), std::move(error));
-    });
+  // Runs the completion on the delegate queue, so that slow completion code
+  // never stalls other transfers; on the calling thread when the delegate
+  // queue has no thread and cannot get one, rather than lose it.
+  void Complete(Outcome outcome) {
+    std::function<void()> task = [outcome = std::move(outcome)]() mutable {
+      outcome.completion(std::nullopt, std::move(outcome.response), std::move(outcome.error));
+    };
+    if (delegate_queue_.TrySubmit(task)) task();
   }
 
-  CURLM* const multi_;
+  PerProcess<EngineState> states_;
   ThreadPool delegate_queue_;
-  std::mutex mutex_;
-  std::deque<std::unique_ptr<Transfer>> waiting_;  // guarded by mutex_
-  std::unordered_map<CURL*, std::unique_ptr<Transfer>> active_;  // engine thread only
 };
 
 class CurlUrlSession final : public UrlSession {
@@ -270,9 +372,7 @@ CurlUrlSessionFactory::CurlUrlSessionFactory() : CurlUrlSessionFactory(Options{}
 
 CurlUrlSessionFactory::CurlUrlSessionFactory(Options options) {
   InitCurlOnce();
-  // Started here rather than on the first upload, which runs on a background
-  // thread whose low priority the transfer thread would inherit.
-  TransferEngine::Instance();
+  TransferEngine::Instance().Prestart();
   settings_ = std::make_shared<const CurlSessionSettings>(
       CurlSessionSettings{std::move(options.connect_to), std::move(options.trusted_ca_pem)});
 }

@@ -26,7 +26,7 @@ class CurlUrlSessionFactory final : public UrlSessionFactory {
   };
 
   // Starts the process-wide transfer thread if it is not running yet, with
-  // the priority of the calling thread.
+  // the priority of the calling thread. Initialises libcurl and OpenSSL.
   CurlUrlSessionFactory();
   explicit CurlUrlSessionFactory(Options options);
   ~CurlUrlSessionFactory() override;
@@ -35,6 +35,12 @@ class CurlUrlSessionFactory final : public UrlSessionFactory {
   // at most a few at a time, and run completions in order on one shared
   // delegate thread. A transfer's time-outs start when it leaves the queue.
   // Cookies are never stored and connections are not reused between tasks.
+  // Response bodies are discarded as they arrive, so completions get no data.
+  //
+  // When the system refuses threads, a task that finds no transfer thread
+  // fails at once with a transport error, and a completion that finds no
+  // delegate thread runs on the thread that finished its transfer. In a
+  // forked child, tasks start afresh: the parent's are not sent again.
   std::shared_ptr<UrlSession> CreateSession(
       const UrlSessionConfiguration& configuration) override;
 

@@ -16,6 +16,7 @@
 
 #include "Platform/Uuid.h"
 #include "Platform/linux/LinuxEnvironment.h"
+#include "Platform/linux/TlsLibrary.h"
 #include "Utils/Text/Utf8.h"
 
 namespace rqb {
@@ -105,6 +106,8 @@ std::optional<std::string> VendorIdentifier(std::string_view machine_id,
   message += application;
   unsigned char digest[EVP_MAX_MD_SIZE];
   unsigned int digest_length = 0;
+  InitTlsLibrary();
+  const TlsSection tls;
   if (HMAC(EVP_sha256(), key->data(), static_cast<int>(key->size()),
            reinterpret_cast<const unsigned char*>(message.data()), message.size(), digest,
            &digest_length) == nullptr ||

@@ -1,7 +1,9 @@
 #include "Platform/linux/LinuxLogSink.h"
 
 #include <errno.h>
+#include <signal.h>
 #include <sys/syscall.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -28,6 +30,40 @@ LogLinePrefix LinuxLogSink::LinePrefix() {
                        static_cast<long>(getpid()), static_cast<long>(syscall(SYS_gettid))};
 }
 
+namespace {
+
+// Writes `line` to stderr without ever raising SIGPIPE, on whichever thread
+// logs: when stderr is a pipe without a reader the write fails with EPIPE. The
+// library's own threads block SIGPIPE for good; on a host thread it is blocked
+// for the write, and the signal the write raised is taken back before the
+// thread's mask is restored, unless one was pending already.
+void WriteWithoutSigpipe(const std::string& line) {
+  sigset_t pipe_only;
+  sigemptyset(&pipe_only);
+  sigaddset(&pipe_only, SIGPIPE);
+  sigset_t pending;
+  sigpending(&pending);
+  const bool was_pending = sigismember(&pending, SIGPIPE) == 1;
+  sigset_t previous;
+  pthread_sigmask(SIG_BLOCK, &pipe_only, &previous);
+  bool broken_pipe = false;
+  for (std::size_t written = 0; written < line.size();) {
+    const ssize_t n = ::write(STDERR_FILENO, line.data() + written, line.size() - written);
+    if (n < 0 && errno == EINTR) continue;
+    broken_pipe = n < 0 && errno == EPIPE;
+    if (n <= 0) break;  // nowhere to log to; never fail the caller
+    written += static_cast<std::size_t>(n);
+  }
+  if (broken_pipe && !was_pending) {
+    const timespec no_wait{};
+    while (sigtimedwait(&pipe_only, nullptr, &no_wait) < 0 && errno == EINTR) {
+    }
+  }
+  pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+}
+
+}  // namespace
+
 void LinuxLogSink::Write(std::string_view message) {
   const LogLinePrefix prefix = LinePrefix();
   const std::time_t seconds = std::chrono::system_clock::to_time_t(prefix.time);
@@ -39,12 +75,7 @@ void LinuxLogSink::Write(std::string_view message) {
   const std::string line =
       FormatLogLine(local, static_cast<int>(millis < 0 ? millis + 1000 : millis), prefix.program,
                     prefix.process_id, prefix.thread_id, message);
-  for (std::size_t written = 0; written < line.size();) {
-    const ssize_t n = ::write(STDERR_FILENO, line.data() + written, line.size() - written);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return;  // nowhere to log to; never fail the caller
-    written += static_cast<std::size_t>(n);
-  }
+  WriteWithoutSigpipe(line);
 }
 
 }  // namespace rqb

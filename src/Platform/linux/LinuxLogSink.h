@@ -17,7 +17,8 @@ std::string FormatLogLine(const std::tm& local_time, int milliseconds, std::stri
 class LinuxLogSink final : public LogSink {
  public:
   // Writes the line in one write(2) on stderr, in local time, with the
-  // program's short name and the calling thread's kernel id.
+  // program's short name and the calling thread's kernel id. A stderr that
+  // is a pipe without a reader loses the line, never raising SIGPIPE.
   void Write(std::string_view message) override;
 
   // The time now, the program's short name, the process id and the calling

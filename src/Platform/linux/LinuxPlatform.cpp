@@ -34,8 +34,9 @@ Platform* MakeLinuxPlatform() {
   auto* platform = new Platform();
   platform->log = new LinuxLogSink();
   platform->random = new LinuxRandomSource();
-  platform->background_queue =
-      new ThreadPool(kBackgroundThreads, [] { BecomeBackgroundThread("rqb-background"); });
+  platform->background_queue = new ThreadPool(kBackgroundThreads, [](std::function<void()> body) {
+    return StartLibraryThread("rqb-background", ThreadPriority::kBackground, std::move(body));
+  });
   platform->main_queue = new DrainableMainQueue();
   platform->url_sessions = new CurlUrlSessionFactory();
   platform->classes = new RegistryClassLookup();

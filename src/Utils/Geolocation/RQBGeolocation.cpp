@@ -2,6 +2,7 @@
 
 #include <array>
 #include <memory>
+#include <mutex>
 
 #include "Platform/DeviceCalendar.h"
 #include "Platform/MainQueue.h"
@@ -16,6 +17,46 @@ rqb::SharedGlobal<rqb::DateFormatter>& dateFormatter() {
   static auto* const global = new rqb::SharedGlobal<rqb::DateFormatter>();
   return *global;
 }
+
+namespace {
+
+// The manager creation waiting in the main queue, if any. One waiting task
+// serves every construction since it was queued, so that a host that never
+// serves the queue holds one task, not one per collection run. The task owns
+// the token, so a queue that is dropped with the task frees the way for the
+// next one.
+struct WaitingCreation {
+  std::mutex mutex;
+  std::weak_ptr<void> token;  // guarded by mutex
+};
+
+WaitingCreation& Waiting() {
+  static auto* const waiting = new WaitingCreation();
+  return *waiting;
+}
+
+// A token for a new creation task, or nothing when one is waiting already.
+std::shared_ptr<void> ClaimCreation() {
+  WaitingCreation& waiting = Waiting();
+  std::lock_guard lock(waiting.mutex);
+  if (!waiting.token.expired()) return nullptr;
+  auto token = std::make_shared<char>();
+  waiting.token = token;
+  return token;
+}
+
+void CreateManagerOnMainThread() {
+  {
+    // Released before the manager is made: a construction from now on queues
+    // a task of its own, so every construction is followed by a new manager.
+    WaitingCreation& waiting = Waiting();
+    std::lock_guard lock(waiting.mutex);
+    waiting.token.reset();
+  }
+  geoLocationManager().Replace(rqb::CurrentPlatform().location->CreateManager());
+}
+
+}  // namespace
 
 namespace rqb {
 
@@ -35,8 +76,9 @@ RQBGeolocation::RQBGeolocation() {
   const rqb::Platform& platform = rqb::CurrentPlatform();
   // Asynchronous on purpose: the manager exists only once the main queue has
   // been served, so a read right after the first construction finds none.
-  platform.main_queue->Submit(
-      [] { geoLocationManager().Replace(rqb::CurrentPlatform().location->CreateManager()); });
+  if (std::shared_ptr<void> token = ClaimCreation()) {
+    platform.main_queue->Submit([token = std::move(token)] { CreateManagerOnMainThread(); });
+  }
   dateFormatter().Replace(platform.calendar->CreateDateFormatter(rqb::kTimestampPattern));
 }
 

@@ -15,7 +15,9 @@ class RQBGeolocation {
  public:
   // Queues the creation of a new location manager on the main queue, where it
   // replaces geoLocationManager() once the queue is served, and replaces
-  // dateFormatter() at once. Does not wait for either.
+  // dateFormatter() at once. Does not wait for either. Constructions while a
+  // creation waits in the queue share it: the main queue holds at most one
+  // such task however many runs go by unserved.
   RQBGeolocation();
 
   // The location services' cached location, read through geoLocationManager()

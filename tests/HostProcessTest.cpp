@@ -1,0 +1,188 @@
+// Host processes in hostile settings (see support/HostProbe.cpp): whatever the
+// library's threads are doing, the host ends the way it meant to, never by a
+// signal or an abort of the library's making.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "Constants/RQBBuildConfig.h"
+#include "LoopbackReceiver.h"
+
+extern char** environ;
+
+namespace rqb {
+namespace {
+
+constexpr int kCannotSetUp = 77;  // the probe's status when the system refuses the set-up
+
+// A probe process under way; its stdout and stderr are pipes that Wait() reads.
+class Probe {
+ public:
+  enum class Stderr { kCaptured, kPipeWithoutReader };
+
+  Probe(const std::vector<std::string>& arguments, Stderr stderr_mode) {
+    int out[2], err[2];
+    if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
+    std::vector<char*> argv;
+    std::string program = RQB_HOST_PROBE;
+    argv.push_back(program.data());
+    std::vector<std::string> copies = arguments;
+    for (std::string& argument : copies) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    // The default signal dispositions and no blocked signal, as a host
+    // starts with, whatever this process changed (it ignores SIGPIPE).
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t all, none;
+    sigfillset(&all);
+    sigemptyset(&none);
+    posix_spawnattr_setsigdefault(&attributes, &all);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    if (posix_spawn(&pid_, RQB_HOST_PROBE, &actions, &attributes, argv.data(), environ) != 0) {
+      pid_ = -1;
+    }
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    close(out[1]);
+    close(err[1]);
+    out_ = out[0];
+    err_ = err[0];
+    if (stderr_mode == Stderr::kPipeWithoutReader) {
+      close(err_);
+      err_ = -1;
+    }
+  }
+
+  struct Outcome {
+    int status = -1;  // as waitpid(2) reports it
+    std::string out;
+    std::string err;
+  };
+
+  Outcome Wait() {
+    Outcome outcome;
+    outcome.out = ReadAll(out_);
+    outcome.err = ReadAll(err_);
+    if (pid_ > 0) waitpid(pid_, &outcome.status, 0);
+    return outcome;
+  }
+
+ private:
+  static std::string ReadAll(int fd) {
+    std::string text;
+    if (fd < 0) return text;
+    char buffer[4096];
+    for (ssize_t n; (n = read(fd, buffer, sizeof buffer)) > 0;) text.append(buffer, n);
+    close(fd);
+    return text;
+  }
+
+  pid_t pid_ = -1;
+  int out_ = -1;
+  int err_ = -1;
+};
+
+std::string Describe(int status) {
+  if (WIFSIGNALED(status)) return "killed by signal " + std::to_string(WTERMSIG(status));
+  if (WIFEXITED(status)) return "exit status " + std::to_string(WEXITSTATUS(status));
+  return "status " + std::to_string(status);
+}
+
+class HostProcess : public ::testing::Test {
+ protected:
+  HostProcess() {
+    ca_path_ = std::filesystem::temp_directory_path() /
+               ("rqb-probe-ca-" + std::to_string(getpid()) + ".pem");
+    std::ofstream(ca_path_) << ca_.CertificatePem();
+  }
+  ~HostProcess() override { std::filesystem::remove(ca_path_); }
+
+  std::string Port() const { return std::to_string(receiver_.port()); }
+
+  loopback::TestCertificateAuthority ca_;
+  loopback::LoopbackReceiver receiver_{ca_, loopback::HostOfUrl(RQB_PROFILER_BASE_URL)};
+  std::filesystem::path ca_path_;
+};
+
+TEST_F(HostProcess, LeavingMainOrCallingExitWhileRunsAndUploadsAreUnderWayEndsNormally) {
+  // Runs collect, hash the vendor identifier and hand over their uploads in
+  // the first milliseconds; the handshakes follow. The delays cover all of
+  // it, with OpenSSL initialised by the library and by the host first.
+  std::vector<std::vector<std::string>> cases;
+  for (int delay_us = 0; delay_us <= 30'000; delay_us += 2'000) {
+    for (const char* how : {"return", "exit"}) {
+      for (const char* first : {"library", "host"}) {
+        cases.push_back({"leave", Port(), ca_path_, std::to_string(delay_us), how, first});
+      }
+    }
+  }
+  // A few at a time, so that the machine's load does not stretch the timing.
+  constexpr std::size_t kAtOnce = 3;
+  for (std::size_t next = 0; next < cases.size(); next += kAtOnce) {
+    std::vector<Probe> probes;
+    for (std::size_t i = next; i < std::min(next + kAtOnce, cases.size()); ++i) {
+      probes.emplace_back(cases[i], Probe::Stderr::kCaptured);
+    }
+    for (std::size_t i = 0; i < probes.size(); ++i) {
+      const Probe::Outcome outcome = probes[i].Wait();
+      ASSERT_TRUE(WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == 0)
+          << testing::PrintToString(cases[next + i]) << ": " << Describe(outcome.status) << "\n"
+          << outcome.err;
+    }
+  }
+}
+
+TEST_F(HostProcess, ALogLineToAStderrPipeWithoutReaderRaisesNoSignal) {
+  // Without an application identifier every run logs a line.
+  Probe probe({"log", Port(), ca_path_}, Probe::Stderr::kPipeWithoutReader);
+  const Probe::Outcome outcome = probe.Wait();
+  EXPECT_TRUE(WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == 0)
+      << Describe(outcome.status);
+}
+
+TEST_F(HostProcess, WhenTheSystemRefusesThreadsARunIsDroppedWithALogLine) {
+  Probe probe({"no-threads"}, Probe::Stderr::kCaptured);
+  const Probe::Outcome outcome = probe.Wait();
+  if (WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == kCannotSetUp) {
+    GTEST_SKIP() << "cannot limit the threads of a process here";
+  }
+  EXPECT_TRUE(WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == 0)
+      << Describe(outcome.status) << "\n"
+      << outcome.err;
+  EXPECT_THAT(outcome.err, testing::HasSubstr("no thread could be started"));
+}
+
+TEST_F(HostProcess, WithoutGetrandomSessionIdentifiersComeFromAnotherSource) {
+  for (const char* files : {"files", "no-files"}) {
+    SCOPED_TRACE(files);
+    Probe probe({"no-getrandom", files}, Probe::Stderr::kCaptured);
+    const Probe::Outcome outcome = probe.Wait();
+    if (WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == kCannotSetUp) {
+      GTEST_SKIP() << "cannot install a seccomp filter here";
+    }
+    ASSERT_TRUE(WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == 0)
+        << Describe(outcome.status) << "\n"
+        << outcome.err;
+    const std::string uuid = "[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}";
+    EXPECT_THAT(outcome.out, testing::MatchesRegex(uuid + "\n" + uuid + "\n"));
+    EXPECT_NE(outcome.out.substr(0, 36), outcome.out.substr(37, 36));
+  }
+}
+
+}  // namespace
+}  // namespace rqb

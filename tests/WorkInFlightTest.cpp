@@ -1,0 +1,199 @@
+// Runs on the real thread pool uploading over HTTPS to a loopback receiver:
+// waiting for them with flush(), a forked child's runs, a main queue never
+// served, and threads that cannot be started.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <future>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "Constants/RQBBuildConfig.h"
+#include "DataHelpers/RQBLocationDataHelper.h"
+#include "FakeLocationPlatform.h"
+#include "FakePlatform.h"
+#include "LoopbackReceiver.h"
+#include "Platform/ThreadPool.h"
+#include "Platform/linux/CurlUrlSession.h"
+#include "RQBehavior/RQBehavior.h"
+
+namespace rqb {
+namespace {
+
+using namespace std::chrono_literals;
+using loopback::LoopbackReceiver;
+using loopback::TestCertificateAuthority;
+using Answering = LoopbackReceiver::Answering;
+
+const std::string kHost = loopback::HostOfUrl(RQB_PROFILER_BASE_URL);
+
+std::size_t EntriesIn(const char* folder) {
+  const std::filesystem::directory_iterator entries(folder);
+  return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+class RealRuns : public test::PlatformTest {
+ protected:
+  RealRuns() {
+    Platform real;
+    real.background_queue = &pool_;
+    real.url_sessions = &curl_;
+    real_.emplace(real);
+    // One collector, which waits while the gate is closed (polling, as a
+    // forked child must not wait on a condition its parent's threads used).
+    classes_.Register("RQBDeviceNameDataHelper", [this] {
+      return std::make_unique<test::StubDataHelper>("DeviceName", "box", [this] {
+        ++collecting_;
+        while (gate_closed_) std::this_thread::sleep_for(1ms);
+        --collecting_;
+      });
+    });
+  }
+
+  // A failed test must not leave runs waiting for ever: the pool waits for them.
+  ~RealRuns() override { gate_closed_ = false; }
+
+  // How many uploads the receiver got for each session identifier.
+  std::map<std::string, int> UploadsPerSession() const {
+    std::map<std::string, int> uploads;
+    for (const auto& request : receiver_.Requests()) {
+      ++uploads[nlohmann::json::parse(request.body)["SessionID"].get<std::string>()];
+    }
+    return uploads;
+  }
+
+  TestCertificateAuthority ca_;
+  LoopbackReceiver receiver_{ca_, kHost};
+  CurlUrlSessionFactory curl_{
+      CurlUrlSessionFactory::LoopbackRoute(kHost, receiver_.port(), ca_.CertificatePem())};
+  ThreadPool pool_{4, test::StartTestThread};
+  std::atomic<bool> gate_closed_ = false;
+  std::atomic<int> collecting_ = 0;
+  std::optional<ScopedPlatformOverride> real_;
+};
+
+TEST_F(RealRuns, FlushWaitsForTheUploadsOfTheRunsStartedBeforeIt) {
+  EXPECT_TRUE(RQBehavior::flush(0ms)) << "nothing is in flight";
+  RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
+  receiver_.SetAnswering(Answering::kHeld);
+  gate_closed_ = true;
+  behavior.collectDeviceInformation("session-1");
+
+  // Called while the run collects, before it has started its upload.
+  std::atomic<bool> calling = false;
+  std::future<bool> flushed = std::async(std::launch::async, [&] {
+    calling = true;
+    return RQBehavior::flush(60s);
+  });
+  while (!calling) std::this_thread::yield();
+  gate_closed_ = false;
+
+  ASSERT_TRUE(receiver_.WaitForRequests(1, 20s));
+  EXPECT_FALSE(RQBehavior::flush(200ms)) << "the receiver holds the answer";
+  EXPECT_EQ(flushed.wait_for(0s), std::future_status::timeout)
+      << "returned before the run's upload was answered";
+  receiver_.SetAnswering(Answering::kAtOnce);
+  EXPECT_TRUE(flushed.get());
+  EXPECT_TRUE(RQBehavior::flush(0ms));
+}
+
+TEST_F(RealRuns, FlushReturnsOnceTheUploadsOutcomeIsLogged) {
+  const TestCertificateAuthority stranger("Some Other CA");
+  CurlUrlSessionFactory untrusting(
+      CurlUrlSessionFactory::LoopbackRoute(kHost, receiver_.port(), stranger.CertificatePem()));
+  Platform failing;
+  failing.url_sessions = &untrusting;
+  const ScopedPlatformOverride in_force(failing);
+
+  RQBehavior::getInstance("shop-app-01").collectDeviceInformation("session-1");
+  ASSERT_TRUE(RQBehavior::flush(60s));
+  EXPECT_THAT(log_.Lines(), testing::ElementsAre(testing::StartsWith("variables POST ERROR: ")));
+}
+
+TEST_F(RealRuns, AForkedChildsRunUploadsAndNothingOfTheParentsIsSentTwice) {
+  RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
+  // At the fork: one upload whose answer the receiver holds, four runs
+  // collecting on the pool's four threads and two more runs queued.
+  receiver_.SetAnswering(Answering::kHeld);
+  behavior.collectDeviceInformation("parent-session");
+  ASSERT_TRUE(receiver_.WaitForRequests(1, 20s));
+  gate_closed_ = true;
+  for (int run = 0; run < 6; ++run) behavior.collectDeviceInformation("parent-session");
+  while (collecting_ < 4) std::this_thread::sleep_for(1ms);
+
+  const pid_t child = fork();
+  ASSERT_NE(child, -1);
+  if (child == 0) {
+    gate_closed_ = false;
+    behavior.collectDeviceInformation("child-session");
+    _exit(RQBehavior::flush(60s) ? 0 : 1);
+  }
+  receiver_.SetAnswering(Answering::kAtOnce);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the child's run did not finish";
+  gate_closed_ = false;
+  ASSERT_TRUE(RQBehavior::flush(60s));
+  EXPECT_EQ(UploadsPerSession(),
+            (std::map<std::string, int>{{"parent-session", 7}, {"child-session", 1}}));
+}
+
+TEST_F(RealRuns, RunsWithTheMainQueueNeverServedLeaveOneTaskThereAndNoThreadsOrDescriptors) {
+  test::FakeLocationPlatform location;
+  classes_.Register("RQBLocationDataHelper",
+                    [] { return std::make_unique<RQBLocationDataHelper>(); });
+  // Without an application identifier runs end in a log line, not an upload.
+  RQBehavior& behavior = RQBehavior::getInstance(std::nullopt);
+  const auto run = [&](int times) {
+    for (int i = 0; i < times; ++i) behavior.collectDeviceInformation("session-1");
+    gate_closed_ = false;
+    return RQBehavior::flush(120s);
+  };
+  gate_closed_ = true;  // the first runs wait, so the pool starts all its threads
+  ASSERT_TRUE(run(10));
+  const std::size_t threads = EntriesIn("/proc/self/task");
+  const std::size_t descriptors = EntriesIn("/proc/self/fd");
+  ASSERT_TRUE(run(9'990));
+  EXPECT_EQ(EntriesIn("/proc/self/task"), threads);
+  EXPECT_EQ(EntriesIn("/proc/self/fd"), descriptors);
+  EXPECT_EQ(location.main_queue.Drain(), 1u) << "one manager creation serves every run";
+  EXPECT_EQ(log_.Lines().size(), 10'000u);
+}
+
+TEST_F(RealRuns, WhenNoThreadCanBeStartedTheRunIsDroppedWithALogLine) {
+  // The system refuses the pool's second thread, then every thread.
+  std::atomic<int> allowed = 1;
+  ThreadPool refusing(2, [&](std::function<void()> body) {
+    if (allowed-- <= 0) return std::make_error_code(std::errc::resource_unavailable_try_again);
+    return test::StartTestThread(std::move(body));
+  });
+  Platform limited;
+  limited.background_queue = &refusing;
+  const ScopedPlatformOverride in_force(limited);
+  RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
+
+  gate_closed_ = true;
+  EXPECT_NO_THROW(behavior.collectDeviceInformation("session-1"));
+  EXPECT_NO_THROW(behavior.collectDeviceInformation("session-2"));  // waits for the one thread
+  gate_closed_ = false;
+  ASSERT_TRUE(RQBehavior::flush(60s));
+  EXPECT_EQ(receiver_.RequestCount(), 2u);
+  EXPECT_TRUE(log_.Lines().empty());
+
+  ThreadPool none(2, [](std::function<void()>) {
+    return std::make_error_code(std::errc::resource_unavailable_try_again);
+  });
+  limited.background_queue = &none;
+  const ScopedPlatformOverride no_threads(limited);
+  EXPECT_NO_THROW(behavior.collectDeviceInformation("session-3"));
+  EXPECT_TRUE(RQBehavior::flush(0ms)) << "the dropped run is not in flight";
+  EXPECT_THAT(log_.Lines(), testing::ElementsAre(testing::HasSubstr("no thread could be started")));
+}
+
+}  // namespace
+}  // namespace rqb
