@@ -18,6 +18,7 @@
 #include "LoopbackReceiver.h"
 #include "Platform/TaskExecutor.h"
 #include "Platform/linux/CurlUrlSession.h"
+#include "Platform/linux/RuntimeLibrary.h"
 #include "Services/RQBHttpService.h"
 
 // Defined when a sanitizer's allocator is linked in.
@@ -91,11 +92,13 @@ TEST_F(HttpsUpload, PostsTheBodyByteForByteWithItsHeaders) {
   const std::pair<std::string, std::string> cases[] = {
       {"", "{\n  \"Variables\" : {\n\n  },\n" + tail},
       {"{ \"s\": \"c\", \"l\": 50.000000 }",
-       "{\n  \"Variables\" : {\n    \"DeviceName\" : \"{ \\\"s\\\": \\\"c\\\", \\\"l\\\": 50.000000 }\"\n  },\n" +
+       "{\n  \"Variables\" : {\n    \"DeviceName\" : \"{ \\\"s\\\": \\\"c\\\", \\\"l\\\": "
+       "50.000000 }\"\n  },\n" +
            tail},
       {"Jo\xC3\xA3o's \"box\" C:\\dev /tmp\t\x01 \xF0\x9F\x98\x80",
        "{\n  \"Variables\" : {\n"
-       "    \"DeviceName\" : \"Jo\xC3\xA3o's \\\"box\\\" C:\\\\dev \\/tmp\\t\\u0001 \xF0\x9F\x98\x80\"\n  },\n" +
+       "    \"DeviceName\" : \"Jo\xC3\xA3o's \\\"box\\\" C:\\\\dev \\/tmp\\t\\u0001 "
+       "\xF0\x9F\x98\x80\"\n  },\n" +
            tail},
   };
   std::vector<std::string> expected;
@@ -145,7 +148,7 @@ TEST_F(HttpsUpload, StatusesOtherThan200AreSilent) {
   EXPECT_EQ(log_.Lines(), std::vector<std::string>());
 }
 
-TEST_F(HttpsUpload, ARefusedConnectionOrAnUntrustedCertificateLogsOneErrorLine) {
+TEST_F(HttpsUpload, ARefusedConnectionAnUntrustedCertificateOrNoLibcurlLogsOneErrorLine) {
   const TestCertificateAuthority stranger("Some Other CA");
   Route(ClosedPort(), ca_);
   Upload(Envelope());
@@ -153,12 +156,19 @@ TEST_F(HttpsUpload, ARefusedConnectionOrAnUntrustedCertificateLogsOneErrorLine) 
   Route(receiver_.port(), stranger);
   Upload(Envelope());
   ASSERT_TRUE(observed_->WaitForCompletions(1));
+  {
+    const ScopedUnloadableLibrary no_libcurl(RuntimeLibraryId::kCurl);
+    Route(receiver_.port(), ca_);
+    Upload(Envelope());
+    ASSERT_TRUE(observed_->WaitForCompletions(1));
+  }
 
   const std::vector<std::string> lines = log_.Lines();
-  ASSERT_EQ(lines.size(), 2u);
+  ASSERT_EQ(lines.size(), 3u);
   for (const std::string& line : lines) {
     EXPECT_TRUE(line.starts_with("variables POST ERROR: ")) << line;
   }
+  EXPECT_THAT(lines.back(), testing::HasSubstr("libcurl"));
   EXPECT_EQ(receiver_.RequestCount(), 0u);
 }
 

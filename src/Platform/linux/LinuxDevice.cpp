@@ -1,8 +1,6 @@
 #include "Platform/linux/LinuxDevice.h"
 
 #include <limits.h>
-#include <openssl/evp.h>
-#include <openssl/hmac.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -106,11 +104,13 @@ std::optional<std::string> VendorIdentifier(std::string_view machine_id,
   message += application;
   unsigned char digest[EVP_MAX_MD_SIZE];
   unsigned int digest_length = 0;
-  InitTlsLibrary();
+  // Without libcrypto there is no identifier, as on a device without one.
+  const CryptoFunctions* const crypto = InitTlsLibrary();
+  if (crypto == nullptr) return std::nullopt;
   const TlsSection tls;
-  if (HMAC(EVP_sha256(), key->data(), static_cast<int>(key->size()),
-           reinterpret_cast<const unsigned char*>(message.data()), message.size(), digest,
-           &digest_length) == nullptr ||
+  if (crypto->hmac(crypto->sha256(), key->data(), static_cast<int>(key->size()),
+                   reinterpret_cast<const unsigned char*>(message.data()), message.size(), digest,
+                   &digest_length) == nullptr ||
       digest_length < 16) {
     return std::nullopt;
   }

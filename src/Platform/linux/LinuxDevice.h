@@ -34,7 +34,7 @@ BatteryReading ReadBattery(const std::string& power_supply_root);
 // as an upper-case version-4 UUID text, so that it is stable per machine and
 // application and the machine identifier cannot be read back from it.
 // Nothing when `machine_id` is not 32 hexadecimal digits (a missing file, or
-// "uninitialized" during first boot).
+// "uninitialized" during first boot), or when libcrypto cannot be loaded.
 std::optional<std::string> VendorIdentifier(std::string_view machine_id,
                                             std::string_view application);
 

@@ -1,11 +1,13 @@
 #include "Platform/linux/TlsLibrary.h"
 
-#include <openssl/crypto.h>
 #include <pthread.h>
 
 #include <cstdlib>
+#include <memory>
 
 #include "Platform/PerProcess.h"
+#include "Platform/linux/RuntimeLibrary.h"
+#include "Platform/linux/RuntimeSonames.h"
 
 namespace rqb {
 namespace {
@@ -28,16 +30,26 @@ void CloseForExit() { TheGate().Get().sections.lock(); }
 void HoldForFork() { TheGate().Get().sections.lock(); }
 void ReleaseAfterFork() { TheGate().Get().sections.unlock(); }
 
+const CryptoFunctions* LoadAndInitialise() {
+  RuntimeLibrary library(RQB_LIBCRYPTO_SONAME);
+  auto functions = std::make_unique<CryptoFunctions>();
+  library.Resolve(functions->init_crypto, "OPENSSL_init_crypto");
+  library.Resolve(functions->hmac, "HMAC");
+  library.Resolve(functions->sha256, "EVP_sha256");
+  if (!library.ok()) return nullptr;
+  functions->init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+  TheGate().Get();
+  std::atexit(&CloseForExit);
+  pthread_atfork(&HoldForFork, &ReleaseAfterFork, nullptr);
+  return functions.release();  // never destroyed, as the library is never closed
+}
+
 }  // namespace
 
-void InitTlsLibrary() {
-  [[maybe_unused]] static const bool initialised = [] {
-    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
-    TheGate().Get();
-    std::atexit(&CloseForExit);
-    pthread_atfork(&HoldForFork, &ReleaseAfterFork, nullptr);
-    return true;
-  }();
+const CryptoFunctions* InitTlsLibrary() {
+  static const CryptoFunctions* const functions = LoadAndInitialise();
+  if (ScopedUnloadableLibrary::Active(RuntimeLibraryId::kCrypto)) return nullptr;
+  return functions;
 }
 
 TlsSection::TlsSection() : gate_(TheGate().Get().sections) { gate_.lock_shared(); }

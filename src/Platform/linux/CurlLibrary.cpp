@@ -1,0 +1,55 @@
+#include "Platform/linux/CurlLibrary.h"
+
+#include <memory>
+#include <string_view>
+
+#include "Platform/linux/RuntimeLibrary.h"
+#include "Platform/linux/RuntimeSonames.h"
+#include "Platform/linux/TlsLibrary.h"
+
+namespace rqb {
+namespace {
+
+// CURLOPT_PROTOCOLS_STR is the oldest option the uploads need.
+constexpr unsigned kOldestVersion = 0x075500;  // 7.85.0
+
+struct LoadedCurl {
+  const CurlFunctions* functions = nullptr;
+  std::string error;
+};
+
+LoadedCurl Load() {
+  if (InitTlsLibrary() == nullptr) return {nullptr, "OpenSSL's libcrypto could not be loaded"};
+  RuntimeLibrary library(RQB_LIBCURL_SONAME);
+  auto functions = std::make_unique<CurlFunctions>();
+#define RQB_RESOLVE(member, symbol) library.Resolve(functions->member, #symbol);
+  RQB_CURL_FUNCTIONS(RQB_RESOLVE)
+#undef RQB_RESOLVE
+  if (!library.ok()) return {nullptr, library.error()};
+  // Certificates given in memory (the loopback's test CA) need OpenSSL.
+  const curl_version_info_data* version = functions->version_info(CURLVERSION_NOW);
+  if (version == nullptr || version->version_num < kOldestVersion ||
+      version->ssl_version == nullptr ||
+      !std::string_view(version->ssl_version).starts_with("OpenSSL")) {
+    return {nullptr, std::string("libcurl 7.85 or later with OpenSSL is needed, found ") +
+                         (version != nullptr ? version->version : "no version")};
+  }
+  if (functions->global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
+    return {nullptr, "libcurl could not be initialised"};
+  }
+  return {functions.release(), ""};  // never destroyed, as the library is never closed
+}
+
+}  // namespace
+
+const CurlFunctions* Curl(std::string* why) {
+  static const LoadedCurl* const curl = new LoadedCurl(Load());
+  if (ScopedUnloadableLibrary::Active(RuntimeLibraryId::kCurl)) {
+    if (why != nullptr) *why = RQB_LIBCURL_SONAME ": cannot be loaded";
+    return nullptr;
+  }
+  if (curl->functions == nullptr && why != nullptr) *why = curl->error;
+  return curl->functions;
+}
+
+}  // namespace rqb
