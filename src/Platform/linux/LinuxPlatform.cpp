@@ -51,7 +51,7 @@ Platform* MakeLinuxPlatform() {
   platform->locale = new LinuxUserLocale();
   platform->library_bundle = new LinuxLibraryBundle();
   platform->file_system = new LinuxFileSystem();
-  platform->preferences = new LinuxPreferences(DefaultPreferencesPath());
+  platform->preferences = new LinuxPreferences();
   platform->application = new LinuxApplicationServices();
   return platform;
 }

@@ -161,14 +161,26 @@ std::string DefaultPreferencesPath() {
   return config.empty() ? "" : config + "/rqbehavior/" + ApplicationName() + ".json";
 }
 
+LinuxPreferences::LinuxPreferences() : keyboard_configs_(KeyboardConfigFiles()) {}
+
 LinuxPreferences::LinuxPreferences(std::string path, std::vector<std::string> keyboard_configs)
-    : path_(std::move(path)), keyboard_configs_(std::move(keyboard_configs)) {}
+    : keyboard_configs_(std::move(keyboard_configs)), path_(std::move(path)) {}
+
+std::vector<std::string> LinuxPreferences::KeyboardConfigFiles() {
+  return {"/etc/default/keyboard", "/etc/vconsole.conf"};
+}
+
+const std::string& LinuxPreferences::Path() {
+  if (!path_) path_ = DefaultPreferencesPath();
+  return *path_;
+}
 
 std::optional<PreferenceObject> LinuxPreferences::ObjectForKey(std::string_view key) {
   std::lock_guard lock(mutex_);
   if (const auto found = pending_.find(key); found != pending_.end()) return found->second;
-  if (path_.empty()) return std::nullopt;
-  const StoreFile store = ReadStore(path_);
+  const std::string& path = Path();
+  if (path.empty()) return std::nullopt;
+  const StoreFile store = ReadStore(path);
   const std::optional<std::string_view> found = store.object.Find(key);
   if (!found) return std::nullopt;
   if (std::optional<std::string> text = DecodeJsonString(*found)) return std::move(*text);
@@ -185,24 +197,25 @@ void LinuxPreferences::SetString(std::string_view key, std::string_view value) {
 bool LinuxPreferences::Synchronize() {
   std::lock_guard lock(mutex_);
   if (pending_.empty()) return true;
-  if (path_.empty()) return false;
-  MakeParentDirectories(path_);
+  const std::string& path = Path();
+  if (path.empty()) return false;
+  MakeParentDirectories(path);
   const ScopedFd lock_file(
-      open((path_ + ".lock").c_str(), O_RDWR | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0600));
+      open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0600));
   if (lock_file.get() < 0) return false;
   while (flock(lock_file.get(), LOCK_EX) != 0) {
     if (errno != EINTR) return false;
   }
-  StoreFile store = ReadStore(path_);
+  StoreFile store = ReadStore(path);
   if (store.state == StoreState::kUnreadable) return false;
   for (const auto& [key, value] : pending_) store.object.SetString(key, value);
   // A file this large would read back as corrupt and be set aside.
   if (store.object.text().size() > kMaxPreferencesFileBytes) return false;
   if (store.state == StoreState::kCorrupt &&
-      rename(path_.c_str(), (path_ + ".corrupt").c_str()) != 0) {
+      rename(path.c_str(), (path + ".corrupt").c_str()) != 0) {
     return false;
   }
-  if (!ReplaceFile(path_, store.object.text())) return false;
+  if (!ReplaceFile(path, store.object.text())) return false;
   pending_.clear();
   return true;
 }
@@ -212,8 +225,8 @@ std::optional<std::vector<std::string>> LinuxPreferences::MergedListForKey(std::
     std::lock_guard lock(mutex_);
     // The application's own entry hides the system-wide one, whatever it holds.
     if (pending_.contains(key)) return std::nullopt;
-    if (!path_.empty()) {
-      const StoreFile store = ReadStore(path_);
+    if (const std::string& path = Path(); !path.empty()) {
+      const StoreFile store = ReadStore(path);
       if (const std::optional<std::string_view> found = store.object.Find(key)) {
         return DecodeJsonStringArray(*found);
       }
