@@ -23,10 +23,17 @@ ThreadPool::~ThreadPool() {
   state.exited.wait(lock, [&] { return state.workers == 0; });
 }
 
-std::error_code ThreadPool::StartWorker(State& state) {
+std::error_code ThreadPool::StartWorker(std::unique_lock<std::mutex>& lock, State& state) {
   ++state.workers;  // counted before it starts, so that the destructor waits for it
   ++state.starting_workers;
+  // A worker that starts another does so outside the lock: creating a thread
+  // takes long enough to hold up a host's thread that submits meanwhile. The
+  // first worker starts under it, so that a task submitted meanwhile never
+  // counts on a worker that then fails to start.
+  const bool first = state.workers == 1;
+  if (!first) lock.unlock();
   const std::error_code refused = start_thread_([this, &state] { WorkerLoop(state); });
+  if (!first) lock.lock();
   if (refused) {
     --state.workers;
     --state.starting_workers;
@@ -37,9 +44,9 @@ std::error_code ThreadPool::StartWorker(State& state) {
 
 std::error_code ThreadPool::TrySubmit(std::function<void()>& task) {
   State& state = state_.Get();
-  std::lock_guard lock(state.mutex);
+  std::unique_lock lock(state.mutex);
   if (state.workers == 0) {
-    if (const std::error_code refused = StartWorker(state)) return refused;
+    if (const std::error_code refused = StartWorker(lock, state)) return refused;
   }
   state.tasks.push_back({std::move(task), Clock::now()});
   state.wake.notify_one();
@@ -69,7 +76,7 @@ void ThreadPool::WorkerLoop(State& state) {
     // thread only delays them.
     if (state.idle_workers + state.starting_workers == 0 && state.workers < thread_count_ &&
         (state.tasks.empty() || Clock::now() - next.since >= backlog_delay_)) {
-      static_cast<void>(StartWorker(state));
+      static_cast<void>(StartWorker(lock, state));
     }
     lock.unlock();
     next.task();

@@ -70,9 +70,9 @@ class ThreadPool final : public TaskExecutor {
     bool stopping = false;             // guarded by mutex
   };
 
-  // Under state.mutex: counts a new worker and starts it; the error when the
-  // system refuses it.
-  std::error_code StartWorker(State& state);
+  // Counts a new worker and starts it, with `lock` (of state.mutex) released
+  // meanwhile; the error when the system refuses it.
+  std::error_code StartWorker(std::unique_lock<std::mutex>& lock, State& state);
   void WorkerLoop(State& state);
 
   const std::size_t thread_count_;
