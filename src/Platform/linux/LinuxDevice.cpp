@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "Platform/RunReadings.h"
 #include "Platform/Uuid.h"
 #include "Platform/linux/LinuxEnvironment.h"
 #include "Platform/linux/TlsLibrary.h"
@@ -135,9 +136,9 @@ std::optional<std::string> LinuxDevice::SystemVersion() const {
 
 std::optional<std::string> LinuxDevice::Name() const {
   // The nodename holds the longest host name the kernel allows (64 bytes).
-  utsname names{};
-  if (uname(&names) != 0) return std::nullopt;
-  return NonEmptyText(names.nodename);
+  const std::optional<utsname> names = Names();
+  if (!names) return std::nullopt;
+  return NonEmptyText(names->nodename);
 }
 
 std::optional<std::string> LinuxDevice::IdentifierForVendor() const {
@@ -152,22 +153,35 @@ bool LinuxDevice::IsBatteryMonitoringEnabled() const { return battery_monitoring
 
 void LinuxDevice::SetBatteryMonitoringEnabled(bool enabled) { battery_monitoring_.store(enabled); }
 
+BatteryReading LinuxDevice::Battery() const {
+  return RunReadings::Shared<BatteryReading>(&battery_monitoring_,
+                                             [&] { return ReadBattery(root_ + kPowerSupplyRoot); });
+}
+
+std::optional<utsname> LinuxDevice::Names() const {
+  return RunReadings::Shared<std::optional<utsname>>(&root_, []() -> std::optional<utsname> {
+    utsname names{};
+    if (uname(&names) != 0) return std::nullopt;
+    return names;
+  });
+}
+
 long LinuxDevice::BatteryState() const {
   if (!battery_monitoring_.load()) return kBatteryStateUnknown;
-  return ReadBattery(root_ + kPowerSupplyRoot).state;
+  return Battery().state;
 }
 
 float LinuxDevice::BatteryLevel() const {
   if (!battery_monitoring_.load()) return -1.0f;
-  return ReadBattery(root_ + kPowerSupplyRoot).level;
+  return Battery().level;
 }
 
 int LinuxDevice::QueryMachineName(char* buffer, std::size_t* length) const {
-  utsname names{};
-  if (uname(&names) != 0) return -1;
-  const std::size_t needed = std::strlen(names.machine) + 1;
+  const std::optional<utsname> names = Names();
+  if (!names) return -1;
+  const std::size_t needed = std::strlen(names->machine) + 1;
   const std::size_t written = std::min(needed, *length);
-  std::memcpy(buffer, names.machine, written);
+  std::memcpy(buffer, names->machine, written);
   *length = written;
   return written == needed ? 0 : -1;
 }

@@ -3,6 +3,8 @@
 // machine name.
 #pragma once
 
+#include <sys/utsname.h>
+
 #include <atomic>
 #include <optional>
 #include <string>
@@ -43,7 +45,8 @@ class LinuxDevice final : public Device {
   // Reads the machine's files below `root`: "" for this machine, another
   // folder laid out the same way for tests. The running system of this
   // machine is read once per process (ReadRunningSystem()); below another
-  // root it is read on every call.
+  // root it is read on every call. The battery and uname(2) are read once
+  // per collection run (RunReadings), else on every call.
   explicit LinuxDevice(std::string root = "");
 
   std::optional<std::string> SystemName() const override;
@@ -63,6 +66,8 @@ class LinuxDevice final : public Device {
 
  private:
   RunningSystem ReadSystem() const;
+  BatteryReading Battery() const;
+  std::optional<utsname> Names() const;
 
   const std::string root_;
   std::atomic<bool> battery_monitoring_{false};

@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "Platform/RunReadings.h"
 #include "Platform/linux/LinuxEnvironment.h"
 #include "Utils/Text/Utf8.h"
 
@@ -129,7 +130,10 @@ std::string LinuxDeviceCalendar::CurrentTimeZone() const {
 }
 
 CalendarSettings LinuxDeviceCalendar::Current() const {
-  return CalendarSettingsFor(icu::Locale::getDefault().getName(), CurrentTimeZone());
+  // The formatters of one run share its reading of the zone.
+  return CalendarSettingsFor(
+      icu::Locale::getDefault().getName(),
+      RunReadings::Shared<std::string>(this, [&] { return CurrentTimeZone(); }));
 }
 
 std::shared_ptr<DateFormatter> LinuxDeviceCalendar::CreateDateFormatter(

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "Platform/RunReadings.h"
 #include "Platform/linux/JsonObjectText.h"
 #include "Platform/linux/LinuxEnvironment.h"
 #include "Platform/linux/OsRelease.h"
@@ -76,6 +77,13 @@ StoreFile ReadStore(const std::string& path) {
     }
   }
   return store;
+}
+
+// The store as `owner` read it in this collection run: the run's collectors
+// ask it for different entries, and each store is read once per run.
+std::shared_ptr<const StoreFile> RunStore(const void* owner, const std::string& path) {
+  return RunReadings::Shared<std::shared_ptr<const StoreFile>>(
+      owner, [&] { return std::make_shared<const StoreFile>(ReadStore(path)); });
 }
 
 // Creates the folders of `path` that are missing, private to the user as
@@ -180,8 +188,8 @@ std::optional<PreferenceObject> LinuxPreferences::ObjectForKey(std::string_view 
   if (const auto found = pending_.find(key); found != pending_.end()) return found->second;
   const std::string& path = Path();
   if (path.empty()) return std::nullopt;
-  const StoreFile store = ReadStore(path);
-  const std::optional<std::string_view> found = store.object.Find(key);
+  const std::shared_ptr<const StoreFile> store = RunStore(this, path);
+  const std::optional<std::string_view> found = store->object.Find(key);
   if (!found) return std::nullopt;
   if (std::optional<std::string> text = DecodeJsonString(*found)) return std::move(*text);
   return NonTextPreference{};
@@ -216,6 +224,7 @@ bool LinuxPreferences::Synchronize() {
     return false;
   }
   if (!ReplaceFile(path, store.object.text())) return false;
+  RunReadings::Forget(this);
   pending_.clear();
   return true;
 }
@@ -226,8 +235,8 @@ std::optional<std::vector<std::string>> LinuxPreferences::MergedListForKey(std::
     // The application's own entry hides the system-wide one, whatever it holds.
     if (pending_.contains(key)) return std::nullopt;
     if (const std::string& path = Path(); !path.empty()) {
-      const StoreFile store = ReadStore(path);
-      if (const std::optional<std::string_view> found = store.object.Find(key)) {
+      const std::shared_ptr<const StoreFile> store = RunStore(this, path);
+      if (const std::optional<std::string_view> found = store->object.Find(key)) {
         return DecodeJsonStringArray(*found);
       }
     }

@@ -39,6 +39,8 @@ std::string DefaultPreferencesPath();
 // renames it to "<path>.corrupt", so its bytes are kept for whoever can
 // repair them. A file that exists but cannot be read, or is no regular file,
 // also reads as empty, and is never replaced: writes fail until it can be read.
+// Within one collection run (RunReadings) the file is read once, until a
+// write.
 //
 // The merged view's system-wide part holds one entry, "AppleKeyboards": the
 // KeyboardLayouts() of the first of `keyboard_configs` that sets a layout.

@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "Platform/RunReadings.h"
 #include "Platform/linux/RuntimeLibrary.h"
 #include "Platform/linux/RuntimeSonames.h"
 
@@ -82,7 +83,10 @@ const SdBusFunctions* SdBus() {
 SystemBusLease::SystemBusLease(std::uint64_t call_timeout_usec) {
   // Without a kept connection, libsystemd is not loaded for a bus that is
   // not there.
-  if (g_idle.load() == nullptr && BusSocketIsMissing()) return;
+  if (g_idle.load() == nullptr &&
+      RunReadings::Shared<bool>(&g_idle, [] { return BusSocketIsMissing(); })) {
+    return;
+  }
   sd_ = SdBus();
   if (sd_ == nullptr) return;
   IdleConnection* idle = g_idle.exchange(nullptr);
