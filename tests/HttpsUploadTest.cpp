@@ -58,7 +58,12 @@ class HttpsUpload : public PlatformTest {
   // Uploads to `authority` go to `port` and trust `trusted`'s certificates.
   void Route(int port, const TestCertificateAuthority& trusted,
              const std::string& authority = kAuthority) {
-    curl_.emplace(CurlUrlSessionFactory::LoopbackRoute(authority, port, trusted.CertificatePem()));
+    Route(port, trusted.CertificatePem(), authority);
+  }
+  // The same trusting the certificates in `trusted_pem`, or the system's CA
+  // store when it is empty.
+  void Route(int port, const std::string& trusted_pem, const std::string& authority = kAuthority) {
+    curl_.emplace(CurlUrlSessionFactory::LoopbackRoute(authority, port, trusted_pem));
     observed_.emplace(*curl_);
     Platform routed;
     routed.url_sessions = &*observed_;
@@ -158,6 +163,9 @@ TEST_F(HttpsUpload, ARefusedConnectionAnUntrustedCertificateOrNoLibcurlLogsOneEr
   Route(receiver_.port(), stranger);
   Upload(Envelope());
   ASSERT_TRUE(observed_->WaitForCompletions(1));
+  Route(receiver_.port(), "");  // the system's CA store, which knows no test CA
+  Upload(Envelope());
+  ASSERT_TRUE(observed_->WaitForCompletions(1));
   {
     const ScopedUnloadableLibrary no_libcurl(RuntimeLibraryId::kCurl);
     Route(receiver_.port(), ca_);
@@ -166,10 +174,11 @@ TEST_F(HttpsUpload, ARefusedConnectionAnUntrustedCertificateOrNoLibcurlLogsOneEr
   }
 
   const std::vector<std::string> lines = log_.Lines();
-  ASSERT_EQ(lines.size(), 3u);
+  ASSERT_EQ(lines.size(), 4u);
   for (const std::string& line : lines) {
     EXPECT_TRUE(line.starts_with("variables POST ERROR: ")) << line;
   }
+  EXPECT_THAT(lines[2], testing::HasSubstr("certificate"));
   EXPECT_THAT(lines.back(), testing::HasSubstr("libcurl"));
   EXPECT_EQ(receiver_.RequestCount(), 0u);
 }

@@ -1,5 +1,6 @@
 #include "Platform/linux/CurlUrlSession.h"
 
+#include <malloc.h>
 #include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -200,12 +201,18 @@ std::optional<std::string> Configure(const CurlFunctions& curl, Transfer& transf
     set(easy, CURLOPT_PROXY, "");
   }
   if (!transfer.settings->trusted_ca_pem.empty()) {
-    // A small bundle: certificates in memory are parsed for every connection,
-    // while libcurl keeps the system's bundle parsed as long as the multi
-    // handle lives.
+    // A small bundle, parsed for every connection.
     curl_blob blob{const_cast<char*>(transfer.settings->trusted_ca_pem.data()),
                    transfer.settings->trusted_ca_pem.size(), CURL_BLOB_NOCOPY};
     set(easy, CURLOPT_CAINFO_BLOB, &blob);
+  } else if (const curl_version_info_data* version = curl.version_info(CURLVERSION_NOW);
+             version != nullptr && version->capath != nullptr) {
+    // The system's CA store, as the folder of its certificates by subject
+    // hash (/etc/ssl/certs) rather than as one bundle: OpenSSL then reads the
+    // few certificates a chain needs, where the bundle would be parsed whole
+    // (some 140 certificates) and kept parsed, about 0.8 MB. The same
+    // certificates are trusted either way.
+    set(easy, CURLOPT_CAINFO, static_cast<const char*>(nullptr));
   }
   return std::nullopt;
 }
@@ -317,6 +324,9 @@ class TransferEngine {
         const TlsSection tls;
         curl.multi_cleanup(idle);
       }
+      // What the engine freed stays in the allocator's pools, as pages the
+      // process still holds, until it is handed back.
+      malloc_trim(0);
       lock.lock();
     }
     state.arrived.wait(lock, [&] { return !state.waiting.empty(); });
