@@ -143,8 +143,19 @@ std::optional<std::string> LinuxDevice::Name() const {
 
 std::optional<std::string> LinuxDevice::IdentifierForVendor() const {
   for (const char* path : kMachineIdFiles) {
-    const std::string text = ReadFileBytes(root_ + path, kMaxSettingsFileBytes);
-    if (!text.empty()) return VendorIdentifier(text, ApplicationName());
+    std::string text = ReadFileBytes(root_ + path, kMaxSettingsFileBytes);
+    if (text.empty()) continue;
+    // The file is read every time; the keyed hash of what it holds is
+    // computed again only when that, or the program's name, changed.
+    std::string application = ApplicationName();
+    std::lock_guard lock(last_identifier_.mutex);
+    if (!last_identifier_.result || last_identifier_.machine_id != text ||
+        last_identifier_.application != application) {
+      last_identifier_.result = VendorIdentifier(text, application);
+      last_identifier_.machine_id = std::move(text);
+      last_identifier_.application = std::move(application);
+    }
+    return *last_identifier_.result;
   }
   return std::nullopt;
 }

@@ -6,6 +6,7 @@
 #include <sys/utsname.h>
 
 #include <atomic>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -71,6 +72,14 @@ class LinuxDevice final : public Device {
 
   const std::string root_;
   std::atomic<bool> battery_monitoring_{false};
+  // The last identifier for the vendor and what it was computed from.
+  struct ComputedIdentifier {
+    std::mutex mutex;
+    std::string machine_id;                            // guarded by mutex
+    std::string application;                           // guarded by mutex
+    std::optional<std::optional<std::string>> result;  // guarded by mutex; none yet
+  };
+  mutable ComputedIdentifier last_identifier_;
 };
 
 }  // namespace rqb
