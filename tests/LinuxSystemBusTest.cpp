@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
@@ -149,6 +150,40 @@ TEST(RuntimeLibraries, ALibraryThatCannotBeLoadedGivesTheFallbackOfItsReadings) 
   EXPECT_FALSE(SystemBusLease(500'000));
   EXPECT_FALSE(LinuxLocationServices().LocationServicesEnabled());
   EXPECT_EQ(LinuxTelephony().ServiceSubscriberCellularProviders(), std::nullopt);
+}
+
+// A child forked while a library thread loads a library would inherit the
+// loader's lock from a thread it does not have: fork waits for the load.
+TEST(RuntimeLibraries, AForkWaitsForALibraryBeingLoaded) {
+  static int loaded_value = 42;
+  LoadOnce<int*> library;
+  std::atomic<bool> loading = false, released = false, forked = false;
+  std::thread loader([&] {
+    library.Get([&] {
+      loading = true;
+      while (!forked.load() && !released.load()) std::this_thread::yield();
+      return &loaded_value;
+    });
+  });
+  while (!loading) std::this_thread::yield();
+  std::atomic<bool> released_before_fork_returned = false;
+  std::thread forker([&] {
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(10);  // a hang fails the test
+      _exit(*library.Get([] { return static_cast<int*>(nullptr); }) == 42 ? 0 : 1);
+    }
+    forked = true;
+    released_before_fork_returned = released.load();
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the child's load did not end";
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));  // time for a fork not held off
+  released = true;
+  forker.join();
+  loader.join();
+  EXPECT_TRUE(released_before_fork_returned) << "fork went ahead while a library was loading";
 }
 
 }  // namespace

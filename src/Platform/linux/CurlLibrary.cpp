@@ -18,32 +18,41 @@ struct LoadedCurl {
   std::string error;
 };
 
-LoadedCurl Load() {
-  if (InitTlsLibrary() == nullptr) return {nullptr, "OpenSSL's libcrypto could not be loaded"};
+constinit LoadOnce<const LoadedCurl*> g_curl;
+
+// Inside a LibrarySection, after OpenSSL's initialisation.
+const LoadedCurl* Load() {
   RuntimeLibrary library(RQB_LIBCURL_SONAME);
   auto functions = std::make_unique<CurlFunctions>();
 #define RQB_RESOLVE(member, symbol) library.Resolve(functions->member, #symbol);
   RQB_CURL_FUNCTIONS(RQB_RESOLVE)
 #undef RQB_RESOLVE
-  if (!library.ok()) return {nullptr, library.error()};
+  if (!library.ok()) return new LoadedCurl{nullptr, library.error()};
   // Certificates given in memory (the loopback's test CA) need OpenSSL.
   const curl_version_info_data* version = functions->version_info(CURLVERSION_NOW);
   if (version == nullptr || version->version_num < kOldestVersion ||
       version->ssl_version == nullptr ||
       !std::string_view(version->ssl_version).starts_with("OpenSSL")) {
-    return {nullptr, std::string("libcurl 7.85 or later with OpenSSL is needed, found ") +
-                         (version != nullptr ? version->version : "no version")};
+    return new LoadedCurl{nullptr,
+                          std::string("libcurl 7.85 or later with OpenSSL is needed, found ") +
+                              (version != nullptr ? version->version : "no version")};
   }
   if (functions->global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
-    return {nullptr, "libcurl could not be initialised"};
+    return new LoadedCurl{nullptr, "libcurl could not be initialised"};
   }
-  return {functions.release(), ""};  // never destroyed, as the library is never closed
+  // Never destroyed, as the library is never closed.
+  return new LoadedCurl{functions.release(), ""};
 }
 
 }  // namespace
 
 const CurlFunctions* Curl(std::string* why) {
-  static const LoadedCurl* const curl = new LoadedCurl(Load());
+  // OpenSSL first, in a section of its own: sections do not nest.
+  if (InitTlsLibrary() == nullptr) {
+    if (why != nullptr) *why = "OpenSSL's libcrypto could not be loaded";
+    return nullptr;
+  }
+  const LoadedCurl* const curl = g_curl.Get(&Load);
   if (ScopedUnloadableLibrary::Active(RuntimeLibraryId::kCurl)) {
     if (why != nullptr) *why = RQB_LIBCURL_SONAME ": cannot be loaded";
     return nullptr;

@@ -17,6 +17,7 @@
 #include "Platform/ThreadPool.h"
 #include "Platform/linux/CurlLibrary.h"
 #include "Platform/linux/LinuxThreads.h"
+#include "Platform/linux/RuntimeLibrary.h"
 #include "Platform/linux/TlsLibrary.h"
 
 namespace rqb {
@@ -35,7 +36,7 @@ namespace {
 constexpr std::size_t kMaxActiveTransfers = 8;
 
 // The descriptors of the connections that transfers have open. Touched by
-// the transfer thread inside TlsSections only, so that a fork, which waits for
+// the transfer thread inside LibrarySections only, so that a fork, which waits for
 // those, never copies the set half-changed.
 std::unordered_set<curl_socket_t>& OpenSockets() {
   static auto* const sockets = new std::unordered_set<curl_socket_t>();
@@ -50,6 +51,11 @@ void CloseInheritedSockets() {
   for (const curl_socket_t fd : OpenSockets()) close(fd);
   OpenSockets().clear();
 }
+
+// Registered when the library is loaded, before any upload: a registration
+// made later, by a library thread, could itself be cut off by a fork.
+[[maybe_unused]] const bool g_closing_after_fork =
+    pthread_atfork(nullptr, nullptr, &CloseInheritedSockets) == 0;
 
 struct SlistDeleter {
   const CurlFunctions* curl;
@@ -268,10 +274,6 @@ class TransferEngine {
 
   // Under state.mutex. Returns why the thread could not start.
   std::optional<std::string> StartThread(const CurlFunctions& curl, EngineState& state) {
-    // In a forked child, the parent's connections are closed before the
-    // host's code goes on.
-    [[maybe_unused]] static const bool closing_after_fork =
-        pthread_atfork(nullptr, nullptr, &CloseInheritedSockets) == 0;
     const std::error_code refused = StartLibraryThread("rqb-transfer", ThreadPriority::kInherited,
                                                        [this, &curl, &state] { Run(curl, state); });
     if (refused) return "could not start the transfer thread: " + refused.message();
@@ -290,7 +292,7 @@ class TransferEngine {
         continue;
       }
       {
-        const TlsSection tls;
+        const LibrarySection tls;
         Admit(curl, state, multi, finished);
         int running = 0;
         curl.multi_perform(multi, &running);
@@ -321,7 +323,7 @@ class TransferEngine {
       CURLM* const idle = std::exchange(state.multi, nullptr);
       lock.unlock();
       {
-        const TlsSection tls;
+        const LibrarySection tls;
         curl.multi_cleanup(idle);
       }
       // What the engine freed stays in the allocator's pools, as pages the

@@ -15,6 +15,7 @@
 #include "Platform/RunReadings.h"
 #include "Platform/Uuid.h"
 #include "Platform/linux/LinuxEnvironment.h"
+#include "Platform/linux/RuntimeLibrary.h"
 #include "Platform/linux/TlsLibrary.h"
 #include "Utils/Text/Utf8.h"
 
@@ -108,7 +109,7 @@ std::optional<std::string> VendorIdentifier(std::string_view machine_id,
   // Without libcrypto there is no identifier, as on a device without one.
   const CryptoFunctions* const crypto = InitTlsLibrary();
   if (crypto == nullptr) return std::nullopt;
-  const TlsSection tls;
+  const LibrarySection tls;
   if (crypto->hmac(crypto->sha256(), key->data(), static_cast<int>(key->size()),
                    reinterpret_cast<const unsigned char*>(message.data()), message.size(), digest,
                    &digest_length) == nullptr ||

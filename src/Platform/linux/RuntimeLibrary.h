@@ -5,6 +5,8 @@
 #pragma once
 
 #include <atomic>
+#include <mutex>
+#include <shared_mutex>
 #include <string>
 
 namespace rqb {
@@ -14,7 +16,8 @@ enum class RuntimeLibraryId { kCrypto, kCurl, kSystemd };
 
 // One shared object opened with dlopen(RTLD_NOW | RTLD_LOCAL) and never
 // closed: the function pointers taken from it stay valid for the life of the
-// process, whatever thread still uses them while it exits.
+// process, whatever thread still uses them while it exits. Open it inside a
+// LibrarySection (LoadOnce does).
 class RuntimeLibrary {
  public:
   explicit RuntimeLibrary(const char* soname);
@@ -37,6 +40,55 @@ class RuntimeLibrary {
 
   void* handle_ = nullptr;
   std::string error_;
+};
+
+// Held by a library thread while it runs code that neither fork(2) nor exit()
+// may cut off: the loading of a library (a child forked meanwhile would
+// inherit the loader's lock, held by a thread it does not have, and hang in
+// its own first load), and calls into OpenSSL, directly or through libcurl.
+// fork waits for the sections under way, so that a child never inherits a
+// lock one of them held. From CloseLibrarySectionsForExit() on, no section
+// starts again and exit waits for those under way. Host threads never take
+// one: they would wait for ever once exit has begun. Sections do not nest.
+class LibrarySection {
+ public:
+  LibrarySection();
+  ~LibrarySection();
+  LibrarySection(const LibrarySection&) = delete;
+  LibrarySection& operator=(const LibrarySection&) = delete;
+
+ private:
+  std::shared_mutex& gate_;
+};
+
+// Closes the gate of LibrarySection for good; for an exit handler.
+void CloseLibrarySectionsForExit();
+
+// A library's functions, loaded once per process inside a LibrarySection:
+// constant-initialised, so that no guard of a static is ever copied by fork
+// half-taken. `T` is a pointer to what was loaded (never destroyed).
+template <typename T>
+class LoadOnce {
+ public:
+  constexpr LoadOnce() = default;
+
+  template <typename Load>
+  T Get(Load&& load) {
+    if (!done_.load(std::memory_order_acquire)) {
+      const LibrarySection no_fork_meanwhile;
+      const std::lock_guard lock(mutex_);
+      if (!done_.load(std::memory_order_relaxed)) {
+        value_ = load();
+        done_.store(true, std::memory_order_release);
+      }
+    }
+    return value_;
+  }
+
+ private:
+  std::atomic<bool> done_{false};
+  std::mutex mutex_;
+  T value_{};  // written once, before done_
 };
 
 // For tests: while one lives, the library `id` reads as one that cannot be

@@ -25,6 +25,8 @@ struct IdleConnection {
 };
 std::atomic<IdleConnection*> g_idle{nullptr};
 
+constinit LoadOnce<const SdBusFunctions*> g_sd_bus;
+
 const SdBusFunctions* LoadSdBus() {
   RuntimeLibrary library(RQB_LIBSYSTEMD_SONAME);
   auto functions = std::make_unique<SdBusFunctions>();
@@ -75,7 +77,7 @@ bool Refresh(const SdBusFunctions& sd, sd_bus* bus) {
 }  // namespace
 
 const SdBusFunctions* SdBus() {
-  static const SdBusFunctions* const functions = LoadSdBus();
+  const SdBusFunctions* const functions = g_sd_bus.Get(&LoadSdBus);
   if (ScopedUnloadableLibrary::Active(RuntimeLibraryId::kSystemd)) return nullptr;
   return functions;
 }
