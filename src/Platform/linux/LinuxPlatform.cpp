@@ -21,6 +21,7 @@
 #include "Platform/linux/LinuxTelephony.h"
 #include "Platform/linux/LinuxThreads.h"
 #include "Platform/linux/LinuxUserLocale.h"
+#include "Platform/linux/RuntimeLibrary.h"
 
 namespace rqb {
 namespace {
@@ -30,6 +31,9 @@ namespace {
 constexpr std::size_t kBackgroundThreads = 4;
 
 Platform* MakeLinuxPlatform() {
+  // Before any library thread exists; cheap, as OpenSSL and the others are
+  // loaded later, by library threads.
+  CloseLibrarySectionsAtExit();
   auto* platform = new Platform();
   platform->log = new LinuxLogSink();
   platform->random = new LinuxRandomSource();

@@ -4,6 +4,7 @@
 #include <pthread.h>
 
 #include <array>
+#include <cstdlib>
 
 #include "Platform/PerProcess.h"
 
@@ -68,7 +69,12 @@ LibrarySection::LibrarySection() : gate_(TheGate().Get().sections) { gate_.lock_
 
 LibrarySection::~LibrarySection() { gate_.unlock_shared(); }
 
-void CloseLibrarySectionsForExit() { TheGate().Get().sections.lock(); }
+void CloseLibrarySectionsAtExit() {
+  static std::atomic<bool> closed{false};
+  std::atexit(+[] {
+    if (!closed.exchange(true)) TheGate().Get().sections.lock();
+  });
+}
 
 ScopedUnloadableLibrary::ScopedUnloadableLibrary(RuntimeLibraryId id) : id_(id) {
   UnloadableCount(id_).fetch_add(1, std::memory_order_relaxed);

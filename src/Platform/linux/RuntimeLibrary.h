@@ -47,7 +47,7 @@ class RuntimeLibrary {
 // inherit the loader's lock, held by a thread it does not have, and hang in
 // its own first load), and calls into OpenSSL, directly or through libcurl.
 // fork waits for the sections under way, so that a child never inherits a
-// lock one of them held. From CloseLibrarySectionsForExit() on, no section
+// lock one of them held. From the exit handler of CloseLibrarySectionsAtExit() on, no section
 // starts again and exit waits for those under way. Host threads never take
 // one: they would wait for ever once exit has begun. Sections do not nest.
 class LibrarySection {
@@ -61,8 +61,14 @@ class LibrarySection {
   std::shared_mutex& gate_;
 };
 
-// Closes the gate of LibrarySection for good; for an exit handler.
-void CloseLibrarySectionsForExit();
+// Registers an exit handler that closes the gate of LibrarySection for good:
+// no section starts from then on, and exit waits for those under way. The
+// gate closes once, whichever registration runs first. Exit handlers run
+// last registered first, so this is registered when the platform is made
+// (on the host's first call, after any OpenSSL initialisation of the host's
+// before it) and again once the library has initialised OpenSSL, after any
+// exit handler OpenSSL has registered meanwhile.
+void CloseLibrarySectionsAtExit();
 
 // A library's functions, loaded once per process inside a LibrarySection:
 // constant-initialised, so that no guard of a static is ever copied by fork

@@ -1,6 +1,5 @@
 #include "Platform/linux/TlsLibrary.h"
 
-#include <cstdlib>
 #include <memory>
 
 #include "Platform/linux/RuntimeLibrary.h"
@@ -18,10 +17,12 @@ const CryptoFunctions* LoadAndInitialise() {
   library.Resolve(functions->hmac, "HMAC");
   library.Resolve(functions->sha256, "EVP_sha256");
   if (!library.ok()) return nullptr;
-  functions->init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
-  // Registered after OpenSSL initialised, so that it runs before any exit
-  // handler of OpenSSL's.
-  std::atexit(&CloseLibrarySectionsForExit);
+  // Fails once OpenSSL has been cleaned up (exit has begun under a host
+  // that initialised it first): then it must not be used at all.
+  if (functions->init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) != 1) return nullptr;
+  // After OpenSSL's initialisation, so that it runs before any exit handler
+  // OpenSSL registered.
+  CloseLibrarySectionsAtExit();
   return functions.release();  // never destroyed, as the library is never closed
 }
 
