@@ -1,22 +1,25 @@
 // The baseline of a collection run: a program that makes only the system
-// reads a run needs, the way a small program written for them would, with the
-// same libraries (ICU, OpenSSL, sd-bus, nlohmann-json) and libcurl linked in.
+// reads a run needs, the way a small program written for them would, with
+// ICU and nlohmann-json linked and OpenSSL's libcrypto and libsystemd loaded
+// when first needed, as the library links and loads them.
 //
 // Each pass reads: the system bus (one connection kept, as a run may keep
 // one; when there is no bus, a look for its socket per pass), with
 // the location service's accuracy level and the modem list; the locale, the
-// host's time zone, a calendar and one date formatter; uname (model and host
-// name); the power-supply class; the preferences file; the machine
-// identifier and its HMAC; one netlink route dump with the egress device's
-// uevent; user-dirs.dirs and statvfs of the documents folder; the keyboard
-// configuration; the /sys/class/net scan for wireless interfaces. os-release
-// is read in the first pass only: a run reads it once per process too.
+// host's time zone and a calendar of the locale's week rules (what a date
+// formatter would be made with; with no location there is no date to
+// format); uname (model and host name); the power-supply class; the
+// preferences file; the machine identifier and its HMAC; one netlink route
+// dump with the egress device's uevent; user-dirs.dirs and statvfs of the
+// documents folder; the keyboard configuration; the /sys/class/net scan for
+// wireless interfaces. os-release is read in the first pass only: a run reads
+// it once per process too.
 //
 //   rqbehavior-raw-reads runs N        first pass and median of N more, in us
 //   rqbehavior-raw-reads mark warm|cold  one pass between trace markers
-//   rqbehavior-raw-reads callgrind     one warm pass in rqb_bench_measured_pass
-#include <curl/curl.h>
+//   rqbehavior-raw-reads callgrind warm|cold  one pass in rqb_bench_measured_pass
 #include <dirent.h>
+#include <dlfcn.h>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 #include <net/if.h>
@@ -27,7 +30,6 @@
 #include <systemd/sd-bus.h>
 #include <unicode/calendar.h>
 #include <unicode/locid.h>
-#include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
 
 #include <cstdint>
@@ -40,11 +42,55 @@
 #include <thread>
 
 #include "BenchSupport.h"
+#include "Platform/linux/RuntimeSonames.h"
 
 namespace {
 
 using rqb::bench::Median;
 using rqb::bench::TimeUs;
+
+// A function of a shared object loaded on first use, as `Function`.
+template <typename Function>
+Function* LoadedFunction(const char* soname, const char* symbol) {
+  void* library = dlopen(soname, RTLD_NOW | RTLD_LOCAL);
+  return library != nullptr ? reinterpret_cast<Function*>(dlsym(library, symbol)) : nullptr;
+}
+
+struct SdBus {
+  decltype(&sd_bus_open_system) open_system;
+  decltype(&sd_bus_set_method_call_timeout) set_method_call_timeout;
+  decltype(&sd_bus_get_property_trivial) get_property_trivial;
+  decltype(&sd_bus_call_method) call_method;
+  decltype(&sd_bus_error_free) error_free;
+  decltype(&sd_bus_message_unref) message_unref;
+};
+
+const SdBus& LoadedSdBus() {
+  static const SdBus sd{
+      LoadedFunction<decltype(sd_bus_open_system)>(RQB_LIBSYSTEMD_SONAME, "sd_bus_open_system"),
+      LoadedFunction<decltype(sd_bus_set_method_call_timeout)>(RQB_LIBSYSTEMD_SONAME,
+                                                               "sd_bus_set_method_call_timeout"),
+      LoadedFunction<decltype(sd_bus_get_property_trivial)>(RQB_LIBSYSTEMD_SONAME,
+                                                            "sd_bus_get_property_trivial"),
+      LoadedFunction<decltype(sd_bus_call_method)>(RQB_LIBSYSTEMD_SONAME, "sd_bus_call_method"),
+      LoadedFunction<decltype(sd_bus_error_free)>(RQB_LIBSYSTEMD_SONAME, "sd_bus_error_free"),
+      LoadedFunction<decltype(sd_bus_message_unref)>(RQB_LIBSYSTEMD_SONAME, "sd_bus_message_unref"),
+  };
+  return sd;
+}
+
+struct Crypto {
+  decltype(&HMAC) hmac;
+  decltype(&EVP_sha256) sha256;
+};
+
+const Crypto& LoadedCrypto() {
+  static const Crypto crypto{
+      LoadedFunction<decltype(HMAC)>(RQB_LIBCRYPTO_SONAME, "HMAC"),
+      LoadedFunction<decltype(EVP_sha256)>(RQB_LIBCRYPTO_SONAME, "EVP_sha256"),
+  };
+  return crypto;
+}
 
 std::string ReadFile(const std::string& path) {
   std::ifstream file(path);
@@ -147,34 +193,32 @@ class RawReads {
           access(address + plain.size(), F_OK) != 0) {
         return;
       }
-      if (sd_bus_open_system(&bus_) < 0) {
+      if (LoadedSdBus().open_system(&bus_) < 0) {
         bus_ = nullptr;
         return;
       }
-      sd_bus_set_method_call_timeout(bus_, 250'000);
+      LoadedSdBus().set_method_call_timeout(bus_, 250'000);
     }
+    const SdBus& sd = LoadedSdBus();
     sd_bus_error error{};
     std::uint32_t level = 0;
-    sd_bus_get_property_trivial(
-        bus_, "org.freedesktop.GeoClue2", "/org/freedesktop/GeoClue2/Manager",
-        "org.freedesktop.GeoClue2.Manager", "AvailableAccuracyLevel", &error, 'u', &level);
-    sd_bus_error_free(&error);
+    sd.get_property_trivial(bus_, "org.freedesktop.GeoClue2", "/org/freedesktop/GeoClue2/Manager",
+                            "org.freedesktop.GeoClue2.Manager", "AvailableAccuracyLevel", &error,
+                            'u', &level);
+    sd.error_free(&error);
     sd_bus_message* reply = nullptr;
-    sd_bus_call_method(bus_, "org.freedesktop.ModemManager1", "/org/freedesktop/ModemManager1",
-                       "org.freedesktop.DBus.ObjectManager", "GetManagedObjects", &error, &reply,
-                       "");
-    sd_bus_error_free(&error);
-    sd_bus_message_unref(reply);
+    sd.call_method(bus_, "org.freedesktop.ModemManager1", "/org/freedesktop/ModemManager1",
+                   "org.freedesktop.DBus.ObjectManager", "GetManagedObjects", &error, &reply, "");
+    sd.error_free(&error);
+    sd.message_unref(reply);
   }
 
   void ReadCalendar() {
     UErrorCode status = U_ZERO_ERROR;
     const icu::Locale& locale = icu::Locale::getDefault();
-    icu::Calendar* calendar =
-        icu::Calendar::createInstance(icu::TimeZone::detectHostTimeZone(), locale, status);
-    icu::SimpleDateFormat format(u"YYYY-MM-dd'T'HH:mm:ssZZZ", locale, status);
-    if (calendar != nullptr) format.adoptCalendar(calendar);
-    sink_ += U_SUCCESS(status) ? 1 : 0;
+    const std::unique_ptr<icu::Calendar> calendar(
+        icu::Calendar::createInstance(icu::TimeZone::detectHostTimeZone(), locale, status));
+    sink_ += U_SUCCESS(status) ? calendar->getFirstDayOfWeek(status) : 0;
   }
 
   void ReadPowerSupplies() {
@@ -200,8 +244,10 @@ class RawReads {
     const std::string machine_id = ReadFile("/etc/machine-id");
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned int length = 0;
-    HMAC(EVP_sha256(), machine_id.data(), static_cast<int>(machine_id.size()),
-         reinterpret_cast<const unsigned char*>(program_.data()), program_.size(), digest, &length);
+    const Crypto& crypto = LoadedCrypto();
+    crypto.hmac(crypto.sha256(), machine_id.data(), static_cast<int>(machine_id.size()),
+                reinterpret_cast<const unsigned char*>(program_.data()), program_.size(), digest,
+                &length);
     sink_ += length;
   }
 
@@ -232,8 +278,8 @@ class RawReads {
   }
 
   // The library's preferences file is named after the program that uses it:
-  // the benchmark driver.
-  const std::string program_ = "rqbehavior-bench";
+  // the benchmark's library side.
+  const std::string program_ = "rqbehavior-bench-child";
   sd_bus* bus_ = nullptr;
   bool first_pass_ = true;
   std::size_t sink_ = 0;
@@ -247,9 +293,6 @@ RawReads* g_reads = nullptr;
 extern "C" __attribute__((noinline)) void rqb_bench_measured_pass() { g_reads->Pass(); }
 
 int main(int argc, char** argv) {
-  // Loaded and initialised like the library's, so that both sides pay the
-  // same for it.
-  curl_global_init(CURL_GLOBAL_DEFAULT);
   const std::string mode = argc > 1 ? argv[1] : "";
   // Passes run on a thread of their own, as collection runs do.
   std::thread([&] {
@@ -267,11 +310,13 @@ int main(int argc, char** argv) {
       rqb::bench::Mark("begin");
       reads.Pass();
       rqb::bench::Mark("end");
-    } else if (mode == "callgrind") {
-      for (int i = 0; i < 3; ++i) reads.Pass();
+    } else if (mode == "callgrind" && argc > 2) {
+      if (std::string_view(argv[2]) != "cold") {
+        for (int i = 0; i < 3; ++i) reads.Pass();
+      }
       rqb_bench_measured_pass();
     } else {
-      std::fprintf(stderr, "usage: %s runs N | mark warm|cold | callgrind\n", argv[0]);
+      std::fprintf(stderr, "usage: %s runs N | mark warm|cold | callgrind warm|cold\n", argv[0]);
       std::exit(2);
     }
     if (reads.sink() == 0) std::fprintf(stderr, "nothing was read\n");

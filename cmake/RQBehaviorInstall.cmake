@@ -49,7 +49,8 @@ install(FILES
 # pkg-config, for Linux hosts.
 if(RQBEHAVIOR_PLATFORM STREQUAL "linux")
   # pkg-config. Linking the static archive takes the libraries its objects
-  # call, named directly in Libs.private: the public headers include none of
+  # link against (those it loads at run time need nothing here), named
+  # directly in Libs.private: the public headers include none of
   # their headers, and naming their modules in Requires.private would make
   # pkg-config --static demand every library they link in turn (libcurl's
   # alone names a dozen whose development files Debian does not install with
@@ -63,7 +64,7 @@ if(RQBEHAVIOR_PLATFORM STREQUAL "linux")
     list(TRANSFORM RQBEHAVIOR_PC_DEPENDENCIES_LIBRARIES PREPEND "-l" OUTPUT_VARIABLE rqbehavior_dependency_flags)
     list(JOIN rqbehavior_dependency_flags " " rqbehavior_dependency_flags)
     # A C host links the archive with the C compiler: name the C++ runtime too.
-    set(RQBEHAVIOR_PC_LIBS_PRIVATE "Libs.private: ${rqbehavior_dependency_flags} -lstdc++ -lm -pthread")
+    set(RQBEHAVIOR_PC_LIBS_PRIVATE "Libs.private: ${rqbehavior_dependency_flags} -ldl -lstdc++ -lm -pthread")
   endif()
   configure_file(${CMAKE_CURRENT_LIST_DIR}/rqbehavior.pc.in ${PROJECT_BINARY_DIR}/rqbehavior.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/rqbehavior.pc

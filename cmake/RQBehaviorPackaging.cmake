@@ -21,8 +21,10 @@ Reads about thirty attributes of the device on background threads and uploads
 them as one JSON document with one HTTPS POST. What it reads is listed in
 data-inventory.md of librqbehavior-dev.")
 # Dependencies from the libraries the shared object needs, and a shlibs file
-# so that hosts' packages depend on us the same way.
+# so that hosts' packages depend on us the same way. dpkg-shlibdeps cannot see
+# the libraries loaded at run time: those are named here.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "${RQBEHAVIOR_DEBIAN_RUNTIME_DEPENDS}")
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
@@ -32,7 +34,7 @@ set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Device profiling for fraud preventi
 Headers (C++17 and C99), the static archive, the CMake package RQBehavior,
 the pkg-config module rqbehavior and the data inventory for privacy reviews.")
 # The static archive and rqbehavior.pc need the development files of the
-# libraries the archive links against.
+# libraries the archive links against (not of those it loads at run time).
 if(rqbehavior_static_installed)
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${RQBEHAVIOR_DEBIAN_DEV_DEPENDS}")
 endif()

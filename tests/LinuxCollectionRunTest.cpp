@@ -216,6 +216,28 @@ TEST_F(LinuxOutsideFiles, AFifoADeviceAHugeFileOrNonUtf8TextCostsOnlyTheValuesRe
   }
 }
 
+// The collectors of one run that read the same folder share one reading of
+// it; every run reads the machine afresh.
+TEST_F(LinuxOutsideFiles, EachRunReadsTheMachineAfresh) {
+  const test::TemporaryDirectory root;
+  WriteHealthyMachine(root.path());
+  const std::optional<Values> first = Collect(root.path());
+  ASSERT_TRUE(first);
+  EXPECT_EQ(first->at("BatteryInfo"), R"({ "s": "c", "l": 85.000000 })");
+  EXPECT_EQ(first->at("Battery"), R"({ "s": "c", "l": 85.000000 })");
+
+  Write(root.path() / "sys/class/power_supply/BAT0/status", "Discharging\n");
+  Write(root.path() / "sys/class/power_supply/BAT0/capacity", "37\n");
+  Write(root.path() / kPreferences,
+        R"({"DeviceGeneratedId": "other-id", "AppleKeyboards": ["emoji@sw=Emoji"]})");
+  const std::optional<Values> second = Collect(root.path());
+  ASSERT_TRUE(second);
+  EXPECT_EQ(second->at("BatteryInfo"), R"({ "s": "u", "l": 37.000000 })");
+  EXPECT_EQ(second->at("Battery"), R"({ "s": "u", "l": 37.000000 })");
+  EXPECT_EQ(second->at("DeviceGeneratedId"), "other-id");
+  EXPECT_EQ(second->at("InstalledKeyboards"), R"(["emoji@sw=Emoji"])");
+}
+
 // Runs that overlap on the library's own threads, through the providers of
 // this machine; ThreadSanitizer (make sanitize-thread) reports any data race
 // between them.

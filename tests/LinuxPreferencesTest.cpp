@@ -12,6 +12,7 @@
 #include <set>
 
 #include "FakeDevicePlatform.h"
+#include "Platform/RunReadings.h"
 #include "Platform/linux/LinuxPreferences.h"
 
 namespace rqb {
@@ -183,6 +184,26 @@ TEST_F(LinuxPreferencesStore, KeyboardsComeFromTheApplicationElseTheMachinesLayo
   WriteStore(R"({"AppleKeyboards": ["emoji@sw=Emoji"], "OtherList": ["a", 1]})");
   EXPECT_EQ(store_.MergedListForKey("AppleKeyboards"), std::vector<std::string>{"emoji@sw=Emoji"});
   EXPECT_EQ(store_.MergedListForKey("OtherList"), std::nullopt);
+}
+
+// The collectors of one run share one reading of the file, which a write of
+// theirs renews; the next run reads it afresh.
+TEST_F(LinuxPreferencesStore, ARunReadsTheFileOnceUntilItWritesAndTheNextRunAfresh) {
+  WriteStore(R"({"Note": "first"})");
+  {
+    const RunReadings run;
+    EXPECT_EQ(store_.ObjectForKey("Note"), PreferenceObject("first"));
+    WriteStore(R"({"Note": "second", "AppleKeyboards": ["xx"]})");  // another process
+    EXPECT_EQ(store_.ObjectForKey("Note"), PreferenceObject("first"));
+    EXPECT_EQ(store_.MergedListForKey("AppleKeyboards"), std::nullopt);
+    store_.SetString("DeviceGeneratedId", "id-1");
+    ASSERT_TRUE(store_.Synchronize());
+    EXPECT_EQ(store_.ObjectForKey("DeviceGeneratedId"), PreferenceObject("id-1"));
+    EXPECT_EQ(store_.ObjectForKey("Note"), PreferenceObject("second"));
+  }
+  WriteStore(R"({"Note": "third"})");
+  const RunReadings next_run;
+  EXPECT_EQ(store_.ObjectForKey("Note"), PreferenceObject("third"));
 }
 
 }  // namespace

@@ -1,16 +1,23 @@
-// The shared system-bus connection, against a private bus daemon.
+// The shared system-bus connection, against a private bus daemon, and what
+// the readings give when a library they load at run time cannot be loaded.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <string>
 #include <thread>
 
+#include "Platform/linux/LinuxDevice.h"
+#include "Platform/linux/LinuxLocationServices.h"
+#include "Platform/linux/LinuxTelephony.h"
+#include "Platform/linux/RuntimeLibrary.h"
 #include "Platform/linux/SystemBus.h"
 
 namespace rqb {
@@ -60,10 +67,11 @@ class PrivateSystemBus {
 bool Answers(const SystemBusLease& bus) {
   sd_bus_error error{};
   sd_bus_message* reply = nullptr;
-  const int called = sd_bus_call_method(bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                        "org.freedesktop.DBus", "GetId", &error, &reply, "");
-  sd_bus_error_free(&error);
-  sd_bus_message_unref(reply);
+  const int called =
+      bus.sd().call_method(bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                           "org.freedesktop.DBus", "GetId", &error, &reply, "");
+  bus.sd().error_free(&error);
+  bus.sd().message_unref(reply);
   return called >= 0;
 }
 
@@ -111,6 +119,71 @@ TEST(SystemBus, AKeptConnectionFollowsItsBusGoingAndComing) {
     EXPECT_TRUE(lease && Answers(lease)) << "the dead connection was lent";
   }
   EXPECT_FALSE(SystemBusLease(500'000)) << "no bus, yet a connection";
+}
+
+TEST(RuntimeLibraries, ALibraryThatCannotBeLoadedGivesTheFallbackOfItsReadings) {
+  const RuntimeLibrary missing("librqbehavior-no-such-library.so.0");
+  EXPECT_FALSE(missing.ok());
+  EXPECT_THAT(missing.error(), testing::HasSubstr("librqbehavior-no-such-library.so.0"));
+  RuntimeLibrary libc("libc.so.6");
+  decltype(&::getpid) found = nullptr;
+  libc.Resolve(found, "getpid");
+  ASSERT_TRUE(libc.ok()) << libc.error();
+  EXPECT_EQ(found(), getpid());
+  libc.Resolve(found, "rqb_no_such_function");
+  EXPECT_FALSE(libc.ok());
+  EXPECT_THAT(libc.error(), testing::HasSubstr("rqb_no_such_function"));
+
+  // No libcrypto: no identifier for the vendor.
+  const char* machine_id = "5f0e7c1d2a3b4c5d6e7f8091a2b3c4d5\n";
+  ASSERT_TRUE(VendorIdentifier(machine_id, "shop-app"));
+  {
+    const ScopedUnloadableLibrary no_libcrypto(RuntimeLibraryId::kCrypto);
+    EXPECT_EQ(VendorIdentifier(machine_id, "shop-app"), std::nullopt);
+  }
+
+  // No libsystemd: as without a bus, though one is there.
+  const PrivateSystemBus daemon;
+  if (!daemon.up()) GTEST_SKIP() << "no dbus-daemon on this machine";
+  ASSERT_TRUE(SystemBusLease(500'000));
+  const ScopedUnloadableLibrary no_libsystemd(RuntimeLibraryId::kSystemd);
+  EXPECT_FALSE(SystemBusLease(500'000));
+  EXPECT_FALSE(LinuxLocationServices().LocationServicesEnabled());
+  EXPECT_EQ(LinuxTelephony().ServiceSubscriberCellularProviders(), std::nullopt);
+}
+
+// A child forked while a library thread loads a library would inherit the
+// loader's lock from a thread it does not have: fork waits for the load.
+TEST(RuntimeLibraries, AForkWaitsForALibraryBeingLoaded) {
+  static int loaded_value = 42;
+  LoadOnce<int*> library;
+  std::atomic<bool> loading = false, released = false, forked = false;
+  std::thread loader([&] {
+    library.Get([&] {
+      loading = true;
+      while (!forked.load() && !released.load()) std::this_thread::yield();
+      return &loaded_value;
+    });
+  });
+  while (!loading) std::this_thread::yield();
+  std::atomic<bool> released_before_fork_returned = false;
+  std::thread forker([&] {
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(10);  // a hang fails the test
+      _exit(*library.Get([] { return static_cast<int*>(nullptr); }) == 42 ? 0 : 1);
+    }
+    forked = true;
+    released_before_fork_returned = released.load();
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the child's load did not end";
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));  // time for a fork not held off
+  released = true;
+  forker.join();
+  loader.join();
+  EXPECT_TRUE(released_before_fork_returned) << "fork went ahead while a library was loading";
 }
 
 }  // namespace

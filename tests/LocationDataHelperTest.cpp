@@ -88,23 +88,35 @@ TEST_F(LocationDataHelper, OverlappingRunsAllWriteTheSameRecord) {
 }
 
 TEST(IcuDateFormatter, WritesTheWeekBasedYearAndZoneOffsetUnderTheDeviceSettings) {
-  // 09:15 in Berlin (UTC+1) on the last Sunday and Tuesday of 2020, and noon
-  // on New Year's Day 2021. The week rules come from the settings, not the
-  // locale: Sunday first with one day (US rules), or Monday first with four
-  // (ISO).
+  // 09:15 in Berlin (UTC+1) on the last Sunday of 2020, and noon on New
+  // Year's Day 2021. The week rules come from the settings, not the locale:
+  // Sunday first with one day (US rules), or Monday first with four (ISO).
   const sys_seconds sunday = sys_days{2020y / December / 27} + 8h + 15min;
-  const sys_seconds tuesday = sunday + days{2};
   const sys_seconds new_year = sys_days{2021y / January / 1} + 11h;
+  // Each setting differs from another in one part only, and formatters with
+  // equal settings share one ICU formatter: none may write in another's
+  // locale, zone or week rules, in whatever order they are used.
   const std::tuple<CalendarSettings, system_clock::time_point, const char*> cases[] = {
       {{"de_DE", "Europe/Berlin", 1, 1}, sunday, "2021-12-27T09:15:00+0100"},
-      {{"en_US", "Europe/Berlin", 2, 4}, tuesday, "2020-12-29T09:15:00+0100"},
+      {{"de_DE", "Europe/Berlin", 2, 4}, sunday, "2020-12-27T09:15:00+0100"},
+      {{"de_DE", "Europe/Berlin", 2, 1}, sunday, "2020-12-27T09:15:00+0100"},
+      {{"de_DE", "Europe/Berlin", 1, 4}, sunday, "2020-12-27T09:15:00+0100"},
+      {{"de_DE", "Asia/Kolkata", 2, 4}, sunday, "2020-12-27T13:45:00+0530"},
       {{"en_US", "Europe/Berlin", 2, 4}, new_year, "2020-01-01T12:00:00+0100"},
+      {{"ar_EG", "Europe/Berlin", 2, 4}, new_year, "٢٠٢٠-٠١-٠١T١٢:٠٠:٠٠+0100"},
       // Fractions of a second are dropped, not rounded.
       {{"en_IN", "Asia/Kolkata", 1, 1}, new_year + 5s + 999ms, "2021-01-01T16:30:05+0530"},
   };
-  for (const auto& [settings, date, text] : cases) {
-    EXPECT_EQ(IcuDateFormatter(kTimestampPattern, settings).StringFromDate(date), text);
+  for (int round = 0; round < 3; ++round) {
+    for (const auto& [settings, date, text] : cases) {
+      EXPECT_EQ(IcuDateFormatter(kTimestampPattern, settings).StringFromDate(date), text)
+          << settings.locale << " " << settings.time_zone << " " << settings.first_weekday
+          << settings.minimal_days_in_first_week;
+    }
   }
+  EXPECT_EQ(IcuDateFormatter("yyyy", {"de_DE", "Europe/Berlin", 1, 1}).StringFromDate(sunday),
+            "2020")
+      << "another pattern, same settings";
 }
 
 // A host's locale whose numbers use a decimal comma.

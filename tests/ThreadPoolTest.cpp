@@ -1,13 +1,13 @@
-#include "Platform/ThreadPool.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <mutex>
 #include <set>
 #include <thread>
+#include <vector>
 
 #include "FakePlatform.h"
+#include "Platform/ThreadPool.h"
 
 namespace rqb {
 namespace {
@@ -33,6 +33,40 @@ TEST(ThreadPool, ABurstOfTasksRunsOnAtMostItsThreads) {
   EXPECT_EQ(ran, 2000);
   EXPECT_LE(threads.size(), 4u);
   EXPECT_LE(started, 4);
+}
+
+// The host's thread pays for one thread at most: every further worker is
+// started by a worker, as a spare while it is busy, or for tasks that wait
+// behind workers that are blocked.
+TEST(ThreadPool, TheSubmitterStartsOneWorkerAndWorkersStartTheOthers) {
+  std::mutex mutex;
+  std::vector<std::thread::id> starters;
+  const auto start = [&](std::function<void()> body) {
+    {
+      std::lock_guard lock(mutex);
+      starters.push_back(std::this_thread::get_id());
+    }
+    return test::StartTestThread(std::move(body));
+  };
+  std::atomic<bool> gate_closed = true;
+  std::atomic<int> blocked = 0;
+  {
+    ThreadPool pool(4, start, std::chrono::milliseconds(0));
+    for (int i = 0; i < 6; ++i) {
+      pool.Submit([&] {
+        ++blocked;
+        while (gate_closed) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      });
+    }
+    while (blocked < 4) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    gate_closed = false;
+  }
+  std::lock_guard lock(mutex);
+  ASSERT_EQ(starters.size(), 4u);
+  EXPECT_EQ(starters.front(), std::this_thread::get_id());
+  for (std::size_t i = 1; i < starters.size(); ++i) {
+    EXPECT_NE(starters[i], std::this_thread::get_id()) << "worker " << i;
+  }
 }
 
 }  // namespace

@@ -71,7 +71,8 @@ class RealRuns : public test::PlatformTest {
   LoopbackReceiver receiver_{ca_, kHost};
   CurlUrlSessionFactory curl_{
       CurlUrlSessionFactory::LoopbackRoute(kHost, receiver_.port(), ca_.CertificatePem())};
-  ThreadPool pool_{4, test::StartTestThread};
+  // Grows as soon as runs wait, so that runs held at the gate take every thread.
+  ThreadPool pool_{4, test::StartTestThread, std::chrono::milliseconds(0)};
   std::atomic<bool> gate_closed_ = false;
   std::atomic<int> collecting_ = 0;
   std::optional<ScopedPlatformOverride> real_;
@@ -151,10 +152,12 @@ TEST_F(RealRuns, RunsWithTheMainQueueNeverServedLeaveOneTaskThereAndNoThreadsOrD
   RQBehavior& behavior = RQBehavior::getInstance(std::nullopt);
   const auto run = [&](int times) {
     for (int i = 0; i < times; ++i) behavior.collectDeviceInformation("session-1");
+    while (gate_closed_ && collecting_ < 4) std::this_thread::sleep_for(1ms);
     gate_closed_ = false;
     return RQBehavior::flush(120s);
   };
-  gate_closed_ = true;  // the first runs wait, so the pool starts all its threads
+  // The first runs wait until they hold all the pool's threads.
+  gate_closed_ = true;
   ASSERT_TRUE(run(10));
   const std::size_t threads = EntriesIn("/proc/self/task");
   const std::size_t descriptors = EntriesIn("/proc/self/fd");

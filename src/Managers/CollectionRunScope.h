@@ -4,6 +4,7 @@
 
 #include <optional>
 
+#include "Platform/RunReadings.h"
 #include "Platform/Telephony.h"
 
 namespace rqb {
@@ -28,6 +29,8 @@ class CollectionRunScope {
 
  private:
   CollectionRunScope* const enclosing_;
+  // The providers' readings that the run's collectors share.
+  RunReadings readings_;
 };
 
 }  // namespace rqb

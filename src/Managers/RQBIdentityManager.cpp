@@ -127,7 +127,8 @@ void RQBIdentifyManager::RunCollection() {
     envelope.Set("SessionID", sessionId());
     envelope.Set("App", app());
     RQBHttpService::getInstance().setTimeout(requestTimeout());
-    RQBHttpService::getInstance().sendDeviceFullInfo(envelope);
+    // Handed over whole: the run has no further use for it.
+    RQBHttpService::getInstance().sendDeviceFullInfo(std::move(envelope));
   } catch (const std::exception& exception) {
     // what() is the exception's description: for an RQBException its reason.
     rqb::LogMessage(std::string("captureDeviceIdentifier Exception: ") + exception.what());

@@ -77,8 +77,10 @@ void RQBHttpService::postData(const std::optional<rqb::JsonObject>& data, const 
 
 std::optional<rqb::UrlRequest> RQBHttpService::preparePost(
     const std::optional<rqb::JsonObject>& data) {
-  const rqb::JsonObject body_object =
-      data && !data->empty() ? *data : rqb::JsonObject();
+  // The envelope is written as it is, without a copy; an absent or empty one
+  // as an empty object.
+  const rqb::JsonObject empty;
+  const rqb::JsonObject& body_object = data && !data->empty() ? *data : empty;
   std::optional<std::string> body = rqb::WritePrettyJson(body_object);
   if (!body) return std::nullopt;
 

@@ -16,6 +16,12 @@ links_library() {
   readelf -d "$1" | grep 'NEEDED.*\[libRQBehavior\.so\.3\]' >/dev/null
 }
 
+# The libraries the library loads at run time, when a reading or an upload
+# first needs them: no host links them, and neither does the library.
+links_runtime_loaded() {
+  readelf -d "$1" | grep -E 'NEEDED.*\[lib(curl|crypto|ssl|systemd)\.' >/dev/null
+}
+
 # Runs `program`, which must print "ok", and checks that it links the shared
 # library (`linkage` shared) or has the static archive inside (static).
 run_host() {
@@ -23,8 +29,12 @@ run_host() {
   local output
   output=$("$program") || fail "$program failed: $output"
   [ "$output" = ok ] || fail "$program printed: $output"
+  ! links_runtime_loaded "$program" || fail "$program links a library loaded at run time"
   if [ "$linkage" = shared ]; then
     links_library "$program" || fail "$program does not link libRQBehavior.so.3"
+    local library
+    library=$(LD_TRACE_LOADED_OBJECTS=1 "$program" | awk '/libRQBehavior\.so/ {print $3}')
+    ! links_runtime_loaded "$library" || fail "$library links a library loaded at run time"
   else
     ! links_library "$program" || fail "$program links libRQBehavior.so.3, not the static archive"
   fi

@@ -1,11 +1,12 @@
 #include "Platform/linux/CurlUrlSession.h"
 
-#include <curl/curl.h>
+#include <malloc.h>
 #include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cmath>
+#include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <unordered_map>
@@ -14,7 +15,9 @@
 
 #include "Platform/PerProcess.h"
 #include "Platform/ThreadPool.h"
+#include "Platform/linux/CurlLibrary.h"
 #include "Platform/linux/LinuxThreads.h"
+#include "Platform/linux/RuntimeLibrary.h"
 #include "Platform/linux/TlsLibrary.h"
 
 namespace rqb {
@@ -33,7 +36,7 @@ namespace {
 constexpr std::size_t kMaxActiveTransfers = 8;
 
 // The descriptors of the connections that transfers have open. Touched by
-// the transfer thread inside TlsSections only, so that a fork, which waits for
+// the transfer thread inside LibrarySections only, so that a fork, which waits for
 // those, never copies the set half-changed.
 std::unordered_set<curl_socket_t>& OpenSockets() {
   static auto* const sockets = new std::unordered_set<curl_socket_t>();
@@ -49,30 +52,28 @@ void CloseInheritedSockets() {
   OpenSockets().clear();
 }
 
-void InitCurlOnce() {
-  static std::once_flag once;
-  std::call_once(once, [] {
-    InitTlsLibrary();  // before libcurl initialises OpenSSL
-    curl_global_init(CURL_GLOBAL_DEFAULT);
-    pthread_atfork(nullptr, nullptr, &CloseInheritedSockets);
-  });
-}
+// Registered when the library is loaded, before any upload: a registration
+// made later, by a library thread, could itself be cut off by a fork.
+[[maybe_unused]] const bool g_closing_after_fork =
+    pthread_atfork(nullptr, nullptr, &CloseInheritedSockets) == 0;
 
 struct SlistDeleter {
-  void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+  const CurlFunctions* curl;
+  void operator()(curl_slist* list) const { curl->slist_free_all(list); }
 };
 using Slist = std::unique_ptr<curl_slist, SlistDeleter>;
 
 struct EasyDeleter {
-  void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+  const CurlFunctions* curl;
+  void operator()(CURL* easy) const { curl->easy_cleanup(easy); }
 };
 using Easy = std::unique_ptr<CURL, EasyDeleter>;
 
-Slist ToSlist(const std::vector<std::string>& lines) {
-  Slist list;
+Slist ToSlist(const CurlFunctions& curl, const std::vector<std::string>& lines) {
+  Slist list(nullptr, SlistDeleter{&curl});
   for (const std::string& line : lines) {
-    curl_slist* grown = curl_slist_append(list.get(), line.c_str());
-    if (grown == nullptr) return nullptr;
+    curl_slist* grown = curl.slist_append(list.get(), line.c_str());
+    if (grown == nullptr) return Slist(nullptr, SlistDeleter{&curl});
     list.release();
     list.reset(grown);
   }
@@ -87,9 +88,9 @@ struct Transfer {
   std::shared_ptr<const CurlSessionSettings> settings;
   DataTaskCompletionHandler completion;
 
-  Easy easy;
-  Slist headers;
-  Slist connect_to;
+  Easy easy{nullptr, EasyDeleter{}};
+  Slist headers{nullptr, SlistDeleter{}};
+  Slist connect_to{nullptr, SlistDeleter{}};
   char error_buffer[CURL_ERROR_SIZE] = {};
 };
 
@@ -105,9 +106,12 @@ struct Outcome {
 // are the parent's to finish, never to be sent twice.
 struct EngineState {
   std::mutex mutex;
+  std::condition_variable arrived;                // a transfer waits; the thread has no multi
   std::deque<std::unique_ptr<Transfer>> waiting;  // guarded by mutex
   bool running = false;                           // the transfer thread is up; guarded by mutex
-  CURLM* multi = nullptr;                         // set once under mutex, before running
+  // The transfer thread's multi handle; none while there is nothing to
+  // transfer. Set and cleared by that thread under mutex.
+  CURLM* multi = nullptr;
 
   // The transfer thread's own. The child never touches its parent's: any
   // call into libcurl or OpenSSL on them could write to the parent's TLS
@@ -146,74 +150,85 @@ long LimitSeconds(double seconds) {
 }
 
 // Prepares `transfer`'s easy handle; returns a description of the failure.
-std::optional<std::string> Configure(Transfer& transfer) {
+std::optional<std::string> Configure(const CurlFunctions& curl, Transfer& transfer) {
   if (!transfer.request.url) return std::string("unsupported URL");
-  transfer.easy.reset(curl_easy_init());
+  transfer.easy = Easy(curl.easy_init(), EasyDeleter{&curl});
   CURL* easy = transfer.easy.get();
   if (easy == nullptr) return std::string("could not create a transfer");
 
   std::vector<std::string> header_lines;
+  header_lines.reserve(transfer.request.header_fields.size() + 1);
   for (const auto& [field, value] : transfer.request.header_fields) {
     header_lines.push_back(field + ": " + value);
   }
   header_lines.emplace_back("Expect:");  // send the body at once, no 100-continue round trip
-  transfer.headers = ToSlist(header_lines);
+  transfer.headers = ToSlist(curl, header_lines);
   if (!transfer.settings->connect_to.empty()) {
-    transfer.connect_to = ToSlist(transfer.settings->connect_to);
+    transfer.connect_to = ToSlist(curl, transfer.settings->connect_to);
   }
 
-  curl_easy_setopt(easy, CURLOPT_PRIVATE, &transfer);
-  curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, transfer.error_buffer);
-  curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, &OpenSocket);
-  curl_easy_setopt(easy, CURLOPT_CLOSESOCKETFUNCTION, &CloseSocket);
-  curl_easy_setopt(easy, CURLOPT_URL, transfer.request.url->c_str());
-  curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "https");
-  curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
-  curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
+  const auto set = curl.easy_setopt;
+  set(easy, CURLOPT_PRIVATE, &transfer);
+  set(easy, CURLOPT_ERRORBUFFER, transfer.error_buffer);
+  set(easy, CURLOPT_NOSIGNAL, 1L);
+  set(easy, CURLOPT_OPENSOCKETFUNCTION, &OpenSocket);
+  set(easy, CURLOPT_CLOSESOCKETFUNCTION, &CloseSocket);
+  set(easy, CURLOPT_URL, transfer.request.url->c_str());
+  set(easy, CURLOPT_PROTOCOLS_STR, "https");
+  set(easy, CURLOPT_SSL_VERIFYPEER, 1L);
+  set(easy, CURLOPT_SSL_VERIFYHOST, 2L);
   // Every task owns its connection, as every upload owns its session.
-  curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, 1L);
+  set(easy, CURLOPT_FORBID_REUSE, 1L);
   if (transfer.request.http_method == "POST") {
-    curl_easy_setopt(easy, CURLOPT_POST, 1L);
+    set(easy, CURLOPT_POST, 1L);
   } else if (transfer.request.http_method != "GET") {
-    curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, transfer.request.http_method.c_str());
+    set(easy, CURLOPT_CUSTOMREQUEST, transfer.request.http_method.c_str());
   }
   if (transfer.request.http_method != "GET" || !transfer.request.http_body.empty()) {
-    curl_easy_setopt(easy, CURLOPT_POSTFIELDS, transfer.request.http_body.data());
-    curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE,
-                     static_cast<curl_off_t>(transfer.request.http_body.size()));
+    set(easy, CURLOPT_POSTFIELDS, transfer.request.http_body.data());
+    set(easy, CURLOPT_POSTFIELDSIZE_LARGE,
+        static_cast<curl_off_t>(transfer.request.http_body.size()));
   }
-  curl_easy_setopt(easy, CURLOPT_HTTPHEADER, transfer.headers.get());
-  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &DiscardReceived);
+  set(easy, CURLOPT_HTTPHEADER, transfer.headers.get());
+  set(easy, CURLOPT_WRITEFUNCTION, &DiscardReceived);
 
   // The request time-out is an idle time-out: no byte for that long ends the
   // transfer. The resource time-out bounds the whole transfer.
   const long idle = LimitSeconds(transfer.configuration.timeout_interval_for_request);
   if (idle > 0) {
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, idle);
-    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
-    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, idle);
+    set(easy, CURLOPT_CONNECTTIMEOUT, idle);
+    set(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
+    set(easy, CURLOPT_LOW_SPEED_TIME, idle);
   }
-  curl_easy_setopt(easy, CURLOPT_TIMEOUT,
-                   LimitSeconds(transfer.configuration.timeout_interval_for_resource));
+  set(easy, CURLOPT_TIMEOUT, LimitSeconds(transfer.configuration.timeout_interval_for_resource));
 
   if (transfer.connect_to) {
-    curl_easy_setopt(easy, CURLOPT_CONNECT_TO, transfer.connect_to.get());
-    curl_easy_setopt(easy, CURLOPT_PROXY, "");
+    set(easy, CURLOPT_CONNECT_TO, transfer.connect_to.get());
+    set(easy, CURLOPT_PROXY, "");
   }
   if (!transfer.settings->trusted_ca_pem.empty()) {
-    // A small bundle: certificates in memory are parsed for every connection,
-    // while libcurl keeps the system's bundle parsed between transfers.
+    // A small bundle, parsed for every connection.
     curl_blob blob{const_cast<char*>(transfer.settings->trusted_ca_pem.data()),
                    transfer.settings->trusted_ca_pem.size(), CURL_BLOB_NOCOPY};
-    curl_easy_setopt(easy, CURLOPT_CAINFO_BLOB, &blob);
+    set(easy, CURLOPT_CAINFO_BLOB, &blob);
+  } else if (const curl_version_info_data* version = curl.version_info(CURLVERSION_NOW);
+             version != nullptr && version->capath != nullptr) {
+    // The system's CA store, as the folder of its certificates by subject
+    // hash (/etc/ssl/certs) rather than as one bundle: OpenSSL then reads the
+    // few certificates a chain needs, where the bundle would be parsed whole
+    // (some 140 certificates) and kept parsed, about 0.8 MB. The same
+    // certificates are trusted either way.
+    set(easy, CURLOPT_CAINFO, static_cast<const char*>(nullptr));
   }
   return std::nullopt;
 }
 
 // Drives every transfer of the process on one thread through one multi
 // handle, and runs their completions on one delegate thread. Created on first
-// use and never destroyed.
+// use and never destroyed. Nothing of it exists before the first upload: the
+// first Start() loads libcurl and starts the transfer thread, both from the
+// thread that uploads (a collection thread), whose priority the transfer
+// thread inherits.
 class TransferEngine {
  public:
   static TransferEngine& Instance() {
@@ -221,33 +236,34 @@ class TransferEngine {
     return *engine;
   }
 
-  // Starts the transfer thread unless it runs. A thread inherits its
-  // creator's priority, so the factory starts it from the host's thread
-  // rather than leave it to the first upload, which comes from a
-  // low-priority collection thread. Failing here is not final: Start()
-  // tries again.
-  void Prestart() {
-    EngineState& state = states_.Get();
-    std::lock_guard lock(state.mutex);
-    if (!state.running) static_cast<void>(StartThread(state));
-  }
-
-  // Queues `transfer`. When there is no transfer thread and none can be
-  // started, the transfer fails at once with a transport error, so nothing
-  // piles up while threads cannot be made.
+  // Queues `transfer`. When libcurl cannot be loaded, or there is no
+  // transfer thread and none can be started, the transfer fails at once with
+  // a transport error, so nothing piles up while threads cannot be made.
   void Start(std::unique_ptr<Transfer> transfer) {
+    std::string why;
+    const CurlFunctions* curl = Curl(&why);
+    if (curl == nullptr) {
+      Complete({std::move(transfer->completion), std::nullopt, UrlError{why}});
+      return;
+    }
     EngineState& state = states_.Get();
     std::optional<std::string> failure;
     {
       std::lock_guard lock(state.mutex);
-      if (!state.running) failure = StartThread(state);
-      if (!failure) state.waiting.push_back(std::move(transfer));
+      if (!state.running) failure = StartThread(*curl, state);
+      if (!failure) {
+        state.waiting.push_back(std::move(transfer));
+        // The thread waits in libcurl while it has a multi handle, else on
+        // the condition. Woken under the lock, so that the handle it wakes
+        // cannot be released meanwhile.
+        if (state.multi != nullptr) {
+          curl->multi_wakeup(state.multi);
+        } else {
+          state.arrived.notify_one();
+        }
+      }
     }
-    if (failure) {
-      Complete({std::move(transfer->completion), std::nullopt, UrlError{*failure}});
-      return;
-    }
-    curl_multi_wakeup(state.multi);
+    if (failure) Complete({std::move(transfer->completion), std::nullopt, UrlError{*failure}});
   }
 
  private:
@@ -257,40 +273,82 @@ class TransferEngine {
         }) {}
 
   // Under state.mutex. Returns why the thread could not start.
-  std::optional<std::string> StartThread(EngineState& state) {
-    if (state.multi == nullptr) state.multi = curl_multi_init();
-    if (state.multi == nullptr) return std::string("could not create the transfer engine");
+  std::optional<std::string> StartThread(const CurlFunctions& curl, EngineState& state) {
     const std::error_code refused = StartLibraryThread("rqb-transfer", ThreadPriority::kInherited,
-                                                       [this, &state] { Run(state); });
+                                                       [this, &curl, &state] { Run(curl, state); });
     if (refused) return "could not start the transfer thread: " + refused.message();
     state.running = true;
     return std::nullopt;
   }
 
-  void Run(EngineState& state) {
+  void Run(const CurlFunctions& curl, EngineState& state) {
     std::vector<Outcome> finished;
     for (;;) {
+      CURLM* multi = WaitForWork(curl, state);
+      if (multi == nullptr) {
+        // No engine could be made: what waits fails, and the next upload
+        // tries again.
+        FailWaiting(state, "could not create the transfer engine");
+        continue;
+      }
       {
-        const TlsSection tls;
-        Admit(state, finished);
+        const LibrarySection tls;
+        Admit(curl, state, multi, finished);
         int running = 0;
-        curl_multi_perform(state.multi, &running);
+        curl.multi_perform(multi, &running);
         int queued = 0;
-        while (CURLMsg* message = curl_multi_info_read(state.multi, &queued)) {
+        while (CURLMsg* message = curl.multi_info_read(multi, &queued)) {
           if (message->msg != CURLMSG_DONE) continue;
           if (std::optional<Outcome> outcome =
-                  Finish(state, message->easy_handle, message->data.result)) {
+                  Finish(curl, state, multi, message->easy_handle, message->data.result)) {
             finished.push_back(std::move(*outcome));
           }
         }
       }
       for (Outcome& outcome : finished) Complete(std::move(outcome));
       finished.clear();
-      curl_multi_poll(state.multi, nullptr, 0, 1000, nullptr);
+      if (!state.active.empty()) curl.multi_poll(multi, nullptr, 0, 1000, nullptr);
     }
   }
 
-  void Admit(EngineState& state, std::vector<Outcome>& finished) {
+  // The multi handle to drive, once there is something to do. While no
+  // transfer is active or waiting, the thread holds no multi handle: it is
+  // released with what it caches (the parsed system CA store, resolved
+  // names), so that an idle library holds no memory for uploads, and made
+  // again for the next one.
+  CURLM* WaitForWork(const CurlFunctions& curl, EngineState& state) {
+    std::unique_lock lock(state.mutex);
+    if (!state.active.empty()) return state.multi;
+    if (state.waiting.empty() && state.multi != nullptr) {
+      CURLM* const idle = std::exchange(state.multi, nullptr);
+      lock.unlock();
+      {
+        const LibrarySection tls;
+        curl.multi_cleanup(idle);
+      }
+      // What the engine freed stays in the allocator's pools, as pages the
+      // process still holds, until it is handed back.
+      malloc_trim(0);
+      lock.lock();
+    }
+    state.arrived.wait(lock, [&] { return !state.waiting.empty(); });
+    if (state.multi == nullptr) state.multi = curl.multi_init();
+    return state.multi;
+  }
+
+  void FailWaiting(EngineState& state, const std::string& why) {
+    std::deque<std::unique_ptr<Transfer>> failed;
+    {
+      std::lock_guard lock(state.mutex);
+      failed.swap(state.waiting);
+    }
+    for (const std::unique_ptr<Transfer>& transfer : failed) {
+      Complete({std::move(transfer->completion), std::nullopt, UrlError{why}});
+    }
+  }
+
+  void Admit(const CurlFunctions& curl, EngineState& state, CURLM* multi,
+             std::vector<Outcome>& finished) {
     while (state.active.size() < kMaxActiveTransfers) {
       std::unique_ptr<Transfer> transfer;
       {
@@ -299,8 +357,8 @@ class TransferEngine {
         transfer = std::move(state.waiting.front());
         state.waiting.pop_front();
       }
-      std::optional<std::string> failure = Configure(*transfer);
-      if (!failure && curl_multi_add_handle(state.multi, transfer->easy.get()) != CURLM_OK) {
+      std::optional<std::string> failure = Configure(curl, *transfer);
+      if (!failure && curl.multi_add_handle(multi, transfer->easy.get()) != CURLM_OK) {
         failure = "could not start the transfer";
       }
       if (failure) {
@@ -314,20 +372,21 @@ class TransferEngine {
 
   // Releases the transfer's curl objects (and so its connection) and tells
   // how it ended.
-  std::optional<Outcome> Finish(EngineState& state, CURL* easy, CURLcode result) {
-    curl_multi_remove_handle(state.multi, easy);
+  std::optional<Outcome> Finish(const CurlFunctions& curl, EngineState& state, CURLM* multi,
+                                CURL* easy, CURLcode result) {
+    curl.multi_remove_handle(multi, easy);
     const auto found = state.active.find(easy);
     if (found == state.active.end()) return std::nullopt;
     const std::unique_ptr<Transfer> transfer = std::move(found->second);
     state.active.erase(found);
 
     long status = 0;
-    curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
+    curl.easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
     Outcome outcome{std::move(transfer->completion), std::nullopt, std::nullopt};
     if (status > 0) outcome.response = UrlResponse{true, status};
     if (result != CURLE_OK) {
       outcome.error = UrlError{transfer->error_buffer[0] != '\0' ? transfer->error_buffer
-                                                                 : curl_easy_strerror(result)};
+                                                                 : curl.easy_strerror(result)};
     }
     return outcome;
   }
@@ -370,12 +429,9 @@ class CurlUrlSession final : public UrlSession {
 
 CurlUrlSessionFactory::CurlUrlSessionFactory() : CurlUrlSessionFactory(Options{}) {}
 
-CurlUrlSessionFactory::CurlUrlSessionFactory(Options options) {
-  InitCurlOnce();
-  TransferEngine::Instance().Prestart();
-  settings_ = std::make_shared<const CurlSessionSettings>(
-      CurlSessionSettings{std::move(options.connect_to), std::move(options.trusted_ca_pem)});
-}
+CurlUrlSessionFactory::CurlUrlSessionFactory(Options options)
+    : settings_(std::make_shared<const CurlSessionSettings>(
+          CurlSessionSettings{std::move(options.connect_to), std::move(options.trusted_ca_pem)})) {}
 
 CurlUrlSessionFactory::~CurlUrlSessionFactory() = default;
 

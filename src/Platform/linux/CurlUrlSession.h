@@ -25,8 +25,8 @@ class CurlUrlSessionFactory final : public UrlSessionFactory {
     std::string trusted_ca_pem;
   };
 
-  // Starts the process-wide transfer thread if it is not running yet, with
-  // the priority of the calling thread. Initialises libcurl and OpenSSL.
+  // Cheap: libcurl, OpenSSL and the transfer thread wait for the first
+  // upload, which loads and starts them on the uploading thread.
   CurlUrlSessionFactory();
   explicit CurlUrlSessionFactory(Options options);
   ~CurlUrlSessionFactory() override;
@@ -37,12 +37,12 @@ class CurlUrlSessionFactory final : public UrlSessionFactory {
   // Cookies are never stored and connections are not reused between tasks.
   // Response bodies are discarded as they arrive, so completions get no data.
   //
-  // When the system refuses threads, a task that finds no transfer thread
-  // fails at once with a transport error, and a completion that finds no
+  // When libcurl cannot be loaded, a task fails at once with a transport
+  // error that says why. When the system refuses threads, a task that finds
+  // no transfer thread fails at once with a transport error, and a completion that finds no
   // delegate thread runs on the thread that finished its transfer. In a
   // forked child, tasks start afresh: the parent's are not sent again.
-  std::shared_ptr<UrlSession> CreateSession(
-      const UrlSessionConfiguration& configuration) override;
+  std::shared_ptr<UrlSession> CreateSession(const UrlSessionConfiguration& configuration) override;
 
   // Routes https://`authority` (a URL's "host" or "host:port"; port 443 when
   // none is given) to 127.0.0.1:`port` and verifies the host's certificate

@@ -270,8 +270,10 @@ void JsonObjectText::SetString(std::string_view name, std::string_view value) {
     const Member& last = members_.back();
     std::size_t space = last.name_begin;
     while (space > open_ + 1 && IsJsonSpace(text_[space - 1])) --space;
-    text_.insert(last.value_end, "," + text_.substr(space, last.name_begin - space) +
-                                     EncodeJsonString(name) + ": " + encoded);
+    std::string added = ",";
+    added.append(text_, space, last.name_begin - space);
+    added.append(EncodeJsonString(name)).append(": ").append(encoded);
+    text_.insert(last.value_end, added);
   }
   // A string adds no depth, so the text stays valid; only the places moved.
   Index();

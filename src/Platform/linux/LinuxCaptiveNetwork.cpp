@@ -1,13 +1,15 @@
 #include "Platform/linux/LinuxCaptiveNetwork.h"
 
+#include <dirent.h>
 #include <linux/genetlink.h>
 #include <linux/netlink.h>
 #include <linux/nl80211.h>
 #include <net/if.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <system_error>
+#include <string_view>
 
 #include "Platform/linux/Netlink.h"
 #include "Utils/Text/Utf8.h"
@@ -25,16 +27,23 @@ std::optional<std::string> AttributeText(const NetlinkAttribute& attribute) {
 
 std::optional<std::vector<std::string>> WirelessInterfacesIn(
     const std::filesystem::path& class_net) {
-  std::error_code error;
-  std::filesystem::directory_iterator entries(class_net, error);
-  if (error) return std::nullopt;
+  // Asked relative to the folder's descriptor, as every collection run asks.
+  DIR* const folder = opendir(class_net.c_str());
+  if (folder == nullptr) return std::nullopt;
   std::vector<std::string> names;
-  for (const std::filesystem::directory_entry& entry : entries) {
-    if (std::filesystem::exists(entry.path() / "wireless", error) ||
-        std::filesystem::exists(entry.path() / "phy80211", error)) {
-      names.push_back(entry.path().filename().string());
+  std::string attribute;
+  while (const dirent* entry = readdir(folder)) {
+    const std::string_view name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    for (const std::string_view marker : {"/wireless", "/phy80211"}) {
+      attribute.assign(name).append(marker);
+      if (faccessat(dirfd(folder), attribute.c_str(), F_OK, 0) == 0) {
+        names.emplace_back(name);
+        break;
+      }
     }
   }
+  closedir(folder);
   std::sort(names.begin(), names.end());
   return names;
 }

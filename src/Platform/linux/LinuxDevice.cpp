@@ -1,8 +1,6 @@
 #include "Platform/linux/LinuxDevice.h"
 
 #include <limits.h>
-#include <openssl/evp.h>
-#include <openssl/hmac.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -14,8 +12,10 @@
 #include <utility>
 #include <vector>
 
+#include "Platform/RunReadings.h"
 #include "Platform/Uuid.h"
 #include "Platform/linux/LinuxEnvironment.h"
+#include "Platform/linux/RuntimeLibrary.h"
 #include "Platform/linux/TlsLibrary.h"
 #include "Utils/Text/Utf8.h"
 
@@ -106,11 +106,13 @@ std::optional<std::string> VendorIdentifier(std::string_view machine_id,
   message += application;
   unsigned char digest[EVP_MAX_MD_SIZE];
   unsigned int digest_length = 0;
-  InitTlsLibrary();
-  const TlsSection tls;
-  if (HMAC(EVP_sha256(), key->data(), static_cast<int>(key->size()),
-           reinterpret_cast<const unsigned char*>(message.data()), message.size(), digest,
-           &digest_length) == nullptr ||
+  // Without libcrypto there is no identifier, as on a device without one.
+  const CryptoFunctions* const crypto = InitTlsLibrary();
+  if (crypto == nullptr) return std::nullopt;
+  const LibrarySection tls;
+  if (crypto->hmac(crypto->sha256(), key->data(), static_cast<int>(key->size()),
+                   reinterpret_cast<const unsigned char*>(message.data()), message.size(), digest,
+                   &digest_length) == nullptr ||
       digest_length < 16) {
     return std::nullopt;
   }
@@ -135,15 +137,26 @@ std::optional<std::string> LinuxDevice::SystemVersion() const {
 
 std::optional<std::string> LinuxDevice::Name() const {
   // The nodename holds the longest host name the kernel allows (64 bytes).
-  utsname names{};
-  if (uname(&names) != 0) return std::nullopt;
-  return NonEmptyText(names.nodename);
+  const std::optional<utsname> names = Names();
+  if (!names) return std::nullopt;
+  return NonEmptyText(names->nodename);
 }
 
 std::optional<std::string> LinuxDevice::IdentifierForVendor() const {
   for (const char* path : kMachineIdFiles) {
-    const std::string text = ReadFileBytes(root_ + path, kMaxSettingsFileBytes);
-    if (!text.empty()) return VendorIdentifier(text, ApplicationName());
+    std::string text = ReadFileBytes(root_ + path, kMaxSettingsFileBytes);
+    if (text.empty()) continue;
+    // The file is read every time; the keyed hash of what it holds is
+    // computed again only when that, or the program's name, changed.
+    std::string application = ApplicationName();
+    std::lock_guard lock(last_identifier_.mutex);
+    if (!last_identifier_.result || last_identifier_.machine_id != text ||
+        last_identifier_.application != application) {
+      last_identifier_.result = VendorIdentifier(text, application);
+      last_identifier_.machine_id = std::move(text);
+      last_identifier_.application = std::move(application);
+    }
+    return *last_identifier_.result;
   }
   return std::nullopt;
 }
@@ -152,22 +165,35 @@ bool LinuxDevice::IsBatteryMonitoringEnabled() const { return battery_monitoring
 
 void LinuxDevice::SetBatteryMonitoringEnabled(bool enabled) { battery_monitoring_.store(enabled); }
 
+BatteryReading LinuxDevice::Battery() const {
+  return RunReadings::Shared<BatteryReading>(&battery_monitoring_,
+                                             [&] { return ReadBattery(root_ + kPowerSupplyRoot); });
+}
+
+std::optional<utsname> LinuxDevice::Names() const {
+  return RunReadings::Shared<std::optional<utsname>>(&root_, []() -> std::optional<utsname> {
+    utsname names{};
+    if (uname(&names) != 0) return std::nullopt;
+    return names;
+  });
+}
+
 long LinuxDevice::BatteryState() const {
   if (!battery_monitoring_.load()) return kBatteryStateUnknown;
-  return ReadBattery(root_ + kPowerSupplyRoot).state;
+  return Battery().state;
 }
 
 float LinuxDevice::BatteryLevel() const {
   if (!battery_monitoring_.load()) return -1.0f;
-  return ReadBattery(root_ + kPowerSupplyRoot).level;
+  return Battery().level;
 }
 
 int LinuxDevice::QueryMachineName(char* buffer, std::size_t* length) const {
-  utsname names{};
-  if (uname(&names) != 0) return -1;
-  const std::size_t needed = std::strlen(names.machine) + 1;
+  const std::optional<utsname> names = Names();
+  if (!names) return -1;
+  const std::size_t needed = std::strlen(names->machine) + 1;
   const std::size_t written = std::min(needed, *length);
-  std::memcpy(buffer, names.machine, written);
+  std::memcpy(buffer, names->machine, written);
   *length = written;
   return written == needed ? 0 : -1;
 }

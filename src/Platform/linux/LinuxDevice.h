@@ -3,7 +3,10 @@
 // machine name.
 #pragma once
 
+#include <sys/utsname.h>
+
 #include <atomic>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -34,7 +37,7 @@ BatteryReading ReadBattery(const std::string& power_supply_root);
 // as an upper-case version-4 UUID text, so that it is stable per machine and
 // application and the machine identifier cannot be read back from it.
 // Nothing when `machine_id` is not 32 hexadecimal digits (a missing file, or
-// "uninitialized" during first boot).
+// "uninitialized" during first boot), or when libcrypto cannot be loaded.
 std::optional<std::string> VendorIdentifier(std::string_view machine_id,
                                             std::string_view application);
 
@@ -43,7 +46,8 @@ class LinuxDevice final : public Device {
   // Reads the machine's files below `root`: "" for this machine, another
   // folder laid out the same way for tests. The running system of this
   // machine is read once per process (ReadRunningSystem()); below another
-  // root it is read on every call.
+  // root it is read on every call. The battery and uname(2) are read once
+  // per collection run (RunReadings), else on every call.
   explicit LinuxDevice(std::string root = "");
 
   std::optional<std::string> SystemName() const override;
@@ -63,9 +67,19 @@ class LinuxDevice final : public Device {
 
  private:
   RunningSystem ReadSystem() const;
+  BatteryReading Battery() const;
+  std::optional<utsname> Names() const;
 
   const std::string root_;
   std::atomic<bool> battery_monitoring_{false};
+  // The last identifier for the vendor and what it was computed from.
+  struct ComputedIdentifier {
+    std::mutex mutex;
+    std::string machine_id;                            // guarded by mutex
+    std::string application;                           // guarded by mutex
+    std::optional<std::optional<std::string>> result;  // guarded by mutex; none yet
+  };
+  mutable ComputedIdentifier last_identifier_;
 };
 
 }  // namespace rqb

@@ -13,24 +13,81 @@
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
+#include "Platform/RunReadings.h"
 #include "Platform/linux/LinuxEnvironment.h"
 #include "Utils/Text/Utf8.h"
 
 namespace rqb {
 
+namespace {
+
+// Answers of ICU that depend on nothing but their question, which collection
+// runs ask again and again: kept for the few questions last asked.
+template <typename Answer>
+class RecentAnswers {
+ public:
+  template <typename Ask>
+  Answer Get(const std::string& question, Ask&& ask) {
+    {
+      std::lock_guard lock(mutex_);
+      for (const auto& [asked, answer] : answers_) {
+        if (asked == question) return answer;
+      }
+    }
+    Answer answer = ask();
+    std::lock_guard lock(mutex_);
+    if (answers_.size() == kKept) answers_.erase(answers_.begin());
+    answers_.emplace_back(question, answer);
+    return answer;
+  }
+
+ private:
+  static constexpr std::size_t kKept = 4;
+  std::mutex mutex_;
+  std::vector<std::pair<std::string, Answer>> answers_;  // guarded by mutex_
+};
+
+struct WeekRules {
+  int first_weekday = 1;  // Sunday and one day: ICU's own fallback
+  int minimal_days_in_first_week = 1;
+};
+
+WeekRules WeekRulesOf(const std::string& locale_id) {
+  // Never destroyed: collection threads may ask while the process exits.
+  static auto* const known = new RecentAnswers<WeekRules>();
+  return known->Get(locale_id, [&] {
+    UErrorCode status = U_ZERO_ERROR;
+    // Week rules do not depend on the zone; naming one keeps ICU from looking
+    // for the host's default.
+    const std::unique_ptr<icu::Calendar> calendar(icu::Calendar::createInstance(
+        *icu::TimeZone::getGMT(), icu::Locale(locale_id.c_str()), status));
+    if (U_FAILURE(status)) return WeekRules{};
+    return WeekRules{calendar->getFirstDayOfWeek(status), calendar->getMinimalDaysInFirstWeek()};
+  });
+}
+
+// Whether ICU knows the zone `name`.
+bool IsKnownZone(const std::string& name) {
+  static auto* const known = new RecentAnswers<bool>();
+  return known->Get(name, [&] {
+    icu::UnicodeString canonical;
+    UErrorCode status = U_ZERO_ERROR;
+    icu::TimeZone::getCanonicalID(icu::UnicodeString::fromUTF8(name), canonical, status);
+    return U_SUCCESS(status);
+  });
+}
+
+}  // namespace
+
 CalendarSettings CalendarSettingsFor(std::string_view locale_id, std::string_view time_zone_id) {
   CalendarSettings settings;
   settings.locale = std::string(locale_id);
   settings.time_zone = std::string(time_zone_id);
-  UErrorCode status = U_ZERO_ERROR;
-  // Week rules do not depend on the zone; naming one keeps ICU from looking
-  // for the host's default.
-  const std::unique_ptr<icu::Calendar> calendar(icu::Calendar::createInstance(
-      *icu::TimeZone::getGMT(), icu::Locale(settings.locale.c_str()), status));
-  if (U_FAILURE(status)) return settings;  // Sunday and one day, ICU's own fallback
-  settings.first_weekday = calendar->getFirstDayOfWeek(status);
-  settings.minimal_days_in_first_week = calendar->getMinimalDaysInFirstWeek();
+  const WeekRules rules = WeekRulesOf(settings.locale);
+  settings.first_weekday = rules.first_weekday;
+  settings.minimal_days_in_first_week = rules.minimal_days_in_first_week;
   return settings;
 }
 
@@ -48,14 +105,10 @@ std::optional<std::string> TimeZoneNamedBy(std::string_view name) {
     if (name.starts_with(prefix)) name.remove_prefix(prefix.size());
   }
   if (name.empty() || !IsValidUtf8(name)) return std::nullopt;
-  const icu::UnicodeString id = icu::UnicodeString::fromUTF8(
-      icu::StringPiece(name.data(), static_cast<int32_t>(name.size())));
-  icu::UnicodeString canonical;
-  UErrorCode status = U_ZERO_ERROR;
-  icu::TimeZone::getCanonicalID(id, canonical, status);
-  if (U_FAILURE(status)) return std::nullopt;
+  std::string zone(name);
+  if (!IsKnownZone(zone)) return std::nullopt;
   // The name as it was given: a link such as "US/Eastern" stays itself.
-  return std::string(name);
+  return zone;
 }
 
 LinuxDeviceCalendar::LinuxDeviceCalendar(std::string root) : root_(std::move(root)) {}
@@ -77,7 +130,10 @@ std::string LinuxDeviceCalendar::CurrentTimeZone() const {
 }
 
 CalendarSettings LinuxDeviceCalendar::Current() const {
-  return CalendarSettingsFor(icu::Locale::getDefault().getName(), CurrentTimeZone());
+  // The formatters of one run share its reading of the zone.
+  return CalendarSettingsFor(
+      icu::Locale::getDefault().getName(),
+      RunReadings::Shared<std::string>(this, [&] { return CurrentTimeZone(); }));
 }
 
 std::shared_ptr<DateFormatter> LinuxDeviceCalendar::CreateDateFormatter(

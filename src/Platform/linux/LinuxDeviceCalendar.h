@@ -28,7 +28,8 @@ std::optional<std::string> TimeZoneNamedBy(std::string_view name);
 // library and the system's tools follow: TZ (UTC when set but empty), else
 // the zoneinfo file that /etc/localtime links to, else /etc/timezone, else
 // UTC; a TZ that names no zone ICU knows (a POSIX rule) is passed over.
-// Nothing is shared between calls, so any number of threads may ask at once.
+// Within one collection run the zone is read once (RunReadings). Any number
+// of threads may ask at once.
 class LinuxDeviceCalendar final : public DeviceCalendar {
  public:
   // Reads /etc below `root`: "" for this machine, another folder for tests.

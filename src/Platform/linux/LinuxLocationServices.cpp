@@ -24,12 +24,12 @@ std::optional<std::uint32_t> ReadAvailableAccuracyLevel() {
   std::optional<std::uint32_t> level;
   sd_bus_error error{};  // SD_BUS_ERROR_NULL, without its C99 compound literal
   std::uint32_t value = 0;
-  if (sd_bus_get_property_trivial(
+  if (bus.sd().get_property_trivial(
           bus.get(), "org.freedesktop.GeoClue2", "/org/freedesktop/GeoClue2/Manager",
           "org.freedesktop.GeoClue2.Manager", "AvailableAccuracyLevel", &error, 'u', &value) >= 0) {
     level = value;
   }
-  sd_bus_error_free(&error);
+  bus.sd().error_free(&error);
   return level;
 }
 

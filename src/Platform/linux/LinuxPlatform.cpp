@@ -1,19 +1,18 @@
 // The default platform on Linux: real readings of this machine.
-#include "Platform/Platform.h"
-
 #include "DataHelpers/RQBDataHelperRegistry.h"
 #include "Platform/MainQueue.h"
 #include "Platform/NotificationCenter.h"
+#include "Platform/Platform.h"
 #include "Platform/ThreadPool.h"
 #include "Platform/linux/CurlUrlSession.h"
-#include "Platform/linux/LinuxDeviceCalendar.h"
-#include "Platform/linux/LinuxLocationServices.h"
-#include "Platform/linux/LinuxCaptiveNetwork.h"
 #include "Platform/linux/LinuxAccessibility.h"
 #include "Platform/linux/LinuxApplicationServices.h"
+#include "Platform/linux/LinuxCaptiveNetwork.h"
 #include "Platform/linux/LinuxDevice.h"
+#include "Platform/linux/LinuxDeviceCalendar.h"
 #include "Platform/linux/LinuxFileSystem.h"
 #include "Platform/linux/LinuxLibraryBundle.h"
+#include "Platform/linux/LinuxLocationServices.h"
 #include "Platform/linux/LinuxLogSink.h"
 #include "Platform/linux/LinuxNetworkReachability.h"
 #include "Platform/linux/LinuxOperatingSystem.h"
@@ -22,6 +21,7 @@
 #include "Platform/linux/LinuxTelephony.h"
 #include "Platform/linux/LinuxThreads.h"
 #include "Platform/linux/LinuxUserLocale.h"
+#include "Platform/linux/RuntimeLibrary.h"
 
 namespace rqb {
 namespace {
@@ -31,6 +31,9 @@ namespace {
 constexpr std::size_t kBackgroundThreads = 4;
 
 Platform* MakeLinuxPlatform() {
+  // Before any library thread exists; cheap, as OpenSSL and the others are
+  // loaded later, by library threads.
+  CloseLibrarySectionsAtExit();
   auto* platform = new Platform();
   platform->log = new LinuxLogSink();
   platform->random = new LinuxRandomSource();
@@ -52,7 +55,7 @@ Platform* MakeLinuxPlatform() {
   platform->locale = new LinuxUserLocale();
   platform->library_bundle = new LinuxLibraryBundle();
   platform->file_system = new LinuxFileSystem();
-  platform->preferences = new LinuxPreferences(DefaultPreferencesPath());
+  platform->preferences = new LinuxPreferences();
   platform->application = new LinuxApplicationServices();
   return platform;
 }

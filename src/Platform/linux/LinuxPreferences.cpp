@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "Platform/RunReadings.h"
 #include "Platform/linux/JsonObjectText.h"
 #include "Platform/linux/LinuxEnvironment.h"
 #include "Platform/linux/OsRelease.h"
@@ -76,6 +77,13 @@ StoreFile ReadStore(const std::string& path) {
     }
   }
   return store;
+}
+
+// The store as `owner` read it in this collection run: the run's collectors
+// ask it for different entries, and each store is read once per run.
+std::shared_ptr<const StoreFile> RunStore(const void* owner, const std::string& path) {
+  return RunReadings::Shared<std::shared_ptr<const StoreFile>>(
+      owner, [&] { return std::make_shared<const StoreFile>(ReadStore(path)); });
 }
 
 // Creates the folders of `path` that are missing, private to the user as
@@ -161,15 +169,27 @@ std::string DefaultPreferencesPath() {
   return config.empty() ? "" : config + "/rqbehavior/" + ApplicationName() + ".json";
 }
 
+LinuxPreferences::LinuxPreferences() : keyboard_configs_(KeyboardConfigFiles()) {}
+
 LinuxPreferences::LinuxPreferences(std::string path, std::vector<std::string> keyboard_configs)
-    : path_(std::move(path)), keyboard_configs_(std::move(keyboard_configs)) {}
+    : keyboard_configs_(std::move(keyboard_configs)), path_(std::move(path)) {}
+
+std::vector<std::string> LinuxPreferences::KeyboardConfigFiles() {
+  return {"/etc/default/keyboard", "/etc/vconsole.conf"};
+}
+
+const std::string& LinuxPreferences::Path() {
+  if (!path_) path_ = DefaultPreferencesPath();
+  return *path_;
+}
 
 std::optional<PreferenceObject> LinuxPreferences::ObjectForKey(std::string_view key) {
   std::lock_guard lock(mutex_);
   if (const auto found = pending_.find(key); found != pending_.end()) return found->second;
-  if (path_.empty()) return std::nullopt;
-  const StoreFile store = ReadStore(path_);
-  const std::optional<std::string_view> found = store.object.Find(key);
+  const std::string& path = Path();
+  if (path.empty()) return std::nullopt;
+  const std::shared_ptr<const StoreFile> store = RunStore(this, path);
+  const std::optional<std::string_view> found = store->object.Find(key);
   if (!found) return std::nullopt;
   if (std::optional<std::string> text = DecodeJsonString(*found)) return std::move(*text);
   return NonTextPreference{};
@@ -185,24 +205,26 @@ void LinuxPreferences::SetString(std::string_view key, std::string_view value) {
 bool LinuxPreferences::Synchronize() {
   std::lock_guard lock(mutex_);
   if (pending_.empty()) return true;
-  if (path_.empty()) return false;
-  MakeParentDirectories(path_);
+  const std::string& path = Path();
+  if (path.empty()) return false;
+  MakeParentDirectories(path);
   const ScopedFd lock_file(
-      open((path_ + ".lock").c_str(), O_RDWR | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0600));
+      open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0600));
   if (lock_file.get() < 0) return false;
   while (flock(lock_file.get(), LOCK_EX) != 0) {
     if (errno != EINTR) return false;
   }
-  StoreFile store = ReadStore(path_);
+  StoreFile store = ReadStore(path);
   if (store.state == StoreState::kUnreadable) return false;
   for (const auto& [key, value] : pending_) store.object.SetString(key, value);
   // A file this large would read back as corrupt and be set aside.
   if (store.object.text().size() > kMaxPreferencesFileBytes) return false;
   if (store.state == StoreState::kCorrupt &&
-      rename(path_.c_str(), (path_ + ".corrupt").c_str()) != 0) {
+      rename(path.c_str(), (path + ".corrupt").c_str()) != 0) {
     return false;
   }
-  if (!ReplaceFile(path_, store.object.text())) return false;
+  if (!ReplaceFile(path, store.object.text())) return false;
+  RunReadings::Forget(this);
   pending_.clear();
   return true;
 }
@@ -212,9 +234,9 @@ std::optional<std::vector<std::string>> LinuxPreferences::MergedListForKey(std::
     std::lock_guard lock(mutex_);
     // The application's own entry hides the system-wide one, whatever it holds.
     if (pending_.contains(key)) return std::nullopt;
-    if (!path_.empty()) {
-      const StoreFile store = ReadStore(path_);
-      if (const std::optional<std::string_view> found = store.object.Find(key)) {
+    if (const std::string& path = Path(); !path.empty()) {
+      const std::shared_ptr<const StoreFile> store = RunStore(this, path);
+      if (const std::optional<std::string_view> found = store->object.Find(key)) {
         return DecodeJsonStringArray(*found);
       }
     }

@@ -39,13 +39,21 @@ std::string DefaultPreferencesPath();
 // renames it to "<path>.corrupt", so its bytes are kept for whoever can
 // repair them. A file that exists but cannot be read, or is no regular file,
 // also reads as empty, and is never replaced: writes fail until it can be read.
+// Within one collection run (RunReadings) the file is read once, until a
+// write.
 //
 // The merged view's system-wide part holds one entry, "AppleKeyboards": the
 // KeyboardLayouts() of the first of `keyboard_configs` that sets a layout.
 class LinuxPreferences final : public Preferences {
  public:
-  explicit LinuxPreferences(std::string path, std::vector<std::string> keyboard_configs = {
-                                                  "/etc/default/keyboard", "/etc/vconsole.conf"});
+  // The application's own file, DefaultPreferencesPath(), found on first use
+  // rather than here: finding the home may read the password database.
+  LinuxPreferences();
+  explicit LinuxPreferences(std::string path,
+                            std::vector<std::string> keyboard_configs = KeyboardConfigFiles());
+
+  // Debian's and systemd's keyboard configuration files, in that order.
+  static std::vector<std::string> KeyboardConfigFiles();
 
   std::optional<PreferenceObject> ObjectForKey(std::string_view key) override;
   // A key or text that is not UTF-8 cannot be stored and is ignored.
@@ -54,9 +62,12 @@ class LinuxPreferences final : public Preferences {
   std::optional<std::vector<std::string>> MergedListForKey(std::string_view key) override;
 
  private:
-  const std::string path_;
+  // Under mutex_: the file's path, found on first use when none was given.
+  const std::string& Path();
+
   const std::vector<std::string> keyboard_configs_;
   std::mutex mutex_;
+  std::optional<std::string> path_;  // guarded by mutex_
   // Texts set but not yet written, by key.
   std::map<std::string, std::string, std::less<>> pending_;  // guarded by mutex_
 };

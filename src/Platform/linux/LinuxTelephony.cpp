@@ -19,95 +19,100 @@ constexpr char kSimInterface[] = "org.freedesktop.ModemManager1.Sim";
 constexpr std::uint64_t kCallTimeoutUsec = 500'000;
 
 struct MessageDeleter {
-  void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
+  const SdBusFunctions* sd;
+  void operator()(sd_bus_message* message) const { sd->message_unref(message); }
 };
 using Message = std::unique_ptr<sd_bus_message, MessageDeleter>;
 
 // The text in a variant of type `type` ("s" or "o"); the variant is consumed
 // either way.
-std::optional<std::string> ReadVariantText(sd_bus_message* message, const char* type) {
-  if (sd_bus_message_enter_container(message, 'v', type) <= 0) {
-    sd_bus_message_skip(message, "v");
+std::optional<std::string> ReadVariantText(const SdBusFunctions& sd, sd_bus_message* message,
+                                           const char* type) {
+  if (sd.message_enter_container(message, 'v', type) <= 0) {
+    sd.message_skip(message, "v");
     return std::nullopt;
   }
   const char* text = nullptr;
   std::optional<std::string> result;
-  if (sd_bus_message_read_basic(message, type[0], &text) > 0 && text != nullptr) result = text;
-  sd_bus_message_exit_container(message);
+  if (sd.message_read_basic(message, type[0], &text) > 0 && text != nullptr) result = text;
+  sd.message_exit_container(message);
   return result;
 }
 
 // One object of GetManagedObjects' a{oa{sa{sv}}}: its interfaces and their
 // properties. Fills `modem` and tells whether the object is a modem.
-bool ReadManagedObject(sd_bus_message* reply, ModemFacts& modem, std::string& sim_path) {
+bool ReadManagedObject(const SdBusFunctions& sd, sd_bus_message* reply, ModemFacts& modem,
+                       std::string& sim_path) {
   bool is_modem = false;
-  if (sd_bus_message_enter_container(reply, 'a', "{sa{sv}}") <= 0) return false;
-  while (sd_bus_message_enter_container(reply, 'e', "sa{sv}") > 0) {
+  if (sd.message_enter_container(reply, 'a', "{sa{sv}}") <= 0) return false;
+  while (sd.message_enter_container(reply, 'e', "sa{sv}") > 0) {
     const char* interface_name = nullptr;
-    if (sd_bus_message_read_basic(reply, 's', &interface_name) <= 0) return false;
+    if (sd.message_read_basic(reply, 's', &interface_name) <= 0) return false;
     const std::string_view interface(interface_name);
     is_modem = is_modem || interface == kModemInterface;
-    if (sd_bus_message_enter_container(reply, 'a', "{sv}") <= 0) return false;
-    while (sd_bus_message_enter_container(reply, 'e', "sv") > 0) {
+    if (sd.message_enter_container(reply, 'a', "{sv}") <= 0) return false;
+    while (sd.message_enter_container(reply, 'e', "sv") > 0) {
       const char* property_name = nullptr;
-      if (sd_bus_message_read_basic(reply, 's', &property_name) <= 0) return false;
+      if (sd.message_read_basic(reply, 's', &property_name) <= 0) return false;
       const std::string_view property(property_name);
       if (interface == kModemInterface && property == "Sim") {
-        sim_path = ReadVariantText(reply, "o").value_or("/");
+        sim_path = ReadVariantText(sd, reply, "o").value_or("/");
       } else if (interface == kModem3gppInterface && property == "OperatorName") {
-        modem.network_operator_name = ReadVariantText(reply, "s");
+        modem.network_operator_name = ReadVariantText(sd, reply, "s");
       } else {
-        sd_bus_message_skip(reply, "v");
+        sd.message_skip(reply, "v");
       }
-      sd_bus_message_exit_container(reply);
+      sd.message_exit_container(reply);
     }
-    sd_bus_message_exit_container(reply);
-    sd_bus_message_exit_container(reply);
+    sd.message_exit_container(reply);
+    sd.message_exit_container(reply);
   }
-  sd_bus_message_exit_container(reply);
+  sd.message_exit_container(reply);
   return is_modem;
 }
 
-std::optional<std::string> SimOperatorName(sd_bus* bus, const std::string& sim_path) {
+std::optional<std::string> SimOperatorName(const SdBusFunctions& sd, sd_bus* bus,
+                                           const std::string& sim_path) {
   if (sim_path.empty() || sim_path == "/") return std::nullopt;
   sd_bus_error error{};  // SD_BUS_ERROR_NULL, without its C99 compound literal
   char* name = nullptr;
   std::optional<std::string> result;
-  if (sd_bus_get_property_string(bus, kService, sim_path.c_str(), kSimInterface, "OperatorName",
-                                 &error, &name) >= 0 &&
+  if (sd.get_property_string(bus, kService, sim_path.c_str(), kSimInterface, "OperatorName", &error,
+                             &name) >= 0 &&
       name != nullptr) {
     result = name;
   }
   std::free(name);
-  sd_bus_error_free(&error);
+  sd.error_free(&error);
   return result;
 }
 
 std::optional<std::vector<ModemFacts>> ReadModems() {
   const SystemBusLease bus(kCallTimeoutUsec);
   if (!bus) return std::nullopt;
+  const SdBusFunctions& sd = bus.sd();
 
   sd_bus_error error{};  // SD_BUS_ERROR_NULL, without its C99 compound literal
   sd_bus_message* received = nullptr;
   const int called =
-      sd_bus_call_method(bus.get(), kService, kManagerPath, "org.freedesktop.DBus.ObjectManager",
-                         "GetManagedObjects", &error, &received, "");
-  sd_bus_error_free(&error);
+      sd.call_method(bus.get(), kService, kManagerPath, "org.freedesktop.DBus.ObjectManager",
+                     "GetManagedObjects", &error, &received, "");
+  sd.error_free(&error);
   if (called < 0) return std::nullopt;
-  const Message reply(received);
+  const Message reply(received, MessageDeleter{&sd});
 
   std::vector<ModemFacts> modems;
-  if (sd_bus_message_enter_container(reply.get(), 'a', "{oa{sa{sv}}}") <= 0) return std::nullopt;
-  while (sd_bus_message_enter_container(reply.get(), 'e', "oa{sa{sv}}") > 0) {
+  if (sd.message_enter_container(reply.get(), 'a', "{oa{sa{sv}}}") <= 0) return std::nullopt;
+  while (sd.message_enter_container(reply.get(), 'e', "oa{sa{sv}}") > 0) {
     const char* path = nullptr;
-    if (sd_bus_message_read_basic(reply.get(), 'o', &path) <= 0) return std::nullopt;
+    if (sd.message_read_basic(reply.get(), 'o', &path) <= 0) return std::nullopt;
     ModemFacts modem{path, std::nullopt, std::nullopt};
     std::string sim_path;
-    if (ReadManagedObject(reply.get(), modem, sim_path)) {
-      modem.sim_operator_name = SimOperatorName(bus.get(), sim_path);
+    if (ReadManagedObject(sd, reply.get(), modem, sim_path)) {
+      modem.sim_operator_name = SimOperatorName(sd, bus.get(), sim_path);
       modems.push_back(std::move(modem));
     }
-    sd_bus_message_exit_container(reply.get());
+    sd.message_exit_container(reply.get());
   }
   return modems;
 }

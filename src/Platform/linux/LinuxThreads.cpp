@@ -1,6 +1,7 @@
 #include "Platform/linux/LinuxThreads.h"
 
 #include <pthread.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -26,6 +27,10 @@ void* RunThread(void* argument) {
   if (start->priority == ThreadPriority::kBackground) {
     // On Linux the nice value belongs to the thread named by its kernel id.
     setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), 19);
+    // The thread started with its creator's priority, and may have taken the
+    // creator's processor from it: give it back at once rather than at the
+    // scheduler's next tick, milliseconds later.
+    sched_yield();
   }
   start->body();
   return nullptr;

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "Platform/RunReadings.h"
 #include "Platform/linux/LinuxEnvironment.h"
 #include "Utils/Text/Utf8.h"
 
@@ -79,9 +80,14 @@ LocaleReading ReadLocale(const LocaleEnvironment& environment) {
 
 namespace {
 
+// The collectors of one run ask it three questions (language, country,
+// preferred languages): one reading answers them all.
 LocaleReading ReadProcessLocale() {
-  return ReadLocale({Environment("LANGUAGE"), Environment("LC_ALL"), Environment("LC_MESSAGES"),
-                     Environment("LANG")});
+  static const char kRunReading = 0;
+  return RunReadings::Shared<LocaleReading>(&kRunReading, [] {
+    return ReadLocale({Environment("LANGUAGE"), Environment("LC_ALL"), Environment("LC_MESSAGES"),
+                       Environment("LANG")});
+  });
 }
 
 }  // namespace

@@ -1,47 +1,37 @@
 #include "Platform/linux/TlsLibrary.h"
 
-#include <openssl/crypto.h>
-#include <pthread.h>
+#include <memory>
 
-#include <cstdlib>
-
-#include "Platform/PerProcess.h"
+#include "Platform/linux/RuntimeLibrary.h"
+#include "Platform/linux/RuntimeSonames.h"
 
 namespace rqb {
 namespace {
 
-struct Gate {
-  std::shared_mutex sections;
-};
+constinit LoadOnce<const CryptoFunctions*> g_crypto;
 
-PerProcess<Gate>& TheGate() {
-  static auto* const gate = new PerProcess<Gate>();  // never destroyed: used inside exit()
-  return *gate;
+const CryptoFunctions* LoadAndInitialise() {
+  RuntimeLibrary library(RQB_LIBCRYPTO_SONAME);
+  auto functions = std::make_unique<CryptoFunctions>();
+  library.Resolve(functions->init_crypto, "OPENSSL_init_crypto");
+  library.Resolve(functions->hmac, "HMAC");
+  library.Resolve(functions->sha256, "EVP_sha256");
+  if (!library.ok()) return nullptr;
+  // Fails once OpenSSL has been cleaned up (exit has begun under a host
+  // that initialised it first): then it must not be used at all.
+  if (functions->init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) != 1) return nullptr;
+  // After OpenSSL's initialisation, so that it runs before any exit handler
+  // OpenSSL registered.
+  CloseLibrarySectionsAtExit();
+  return functions.release();  // never destroyed, as the library is never closed
 }
-
-// Closes the gate for good. Registered after OpenSSL initialised, so it runs
-// before any exit handler of OpenSSL's.
-void CloseForExit() { TheGate().Get().sections.lock(); }
-
-// Holds the gate across fork(2) in the parent. The child's gate is a fresh
-// one (PerProcess), as this one is locked by a thread that is not the child's.
-void HoldForFork() { TheGate().Get().sections.lock(); }
-void ReleaseAfterFork() { TheGate().Get().sections.unlock(); }
 
 }  // namespace
 
-void InitTlsLibrary() {
-  [[maybe_unused]] static const bool initialised = [] {
-    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
-    TheGate().Get();
-    std::atexit(&CloseForExit);
-    pthread_atfork(&HoldForFork, &ReleaseAfterFork, nullptr);
-    return true;
-  }();
+const CryptoFunctions* InitTlsLibrary() {
+  const CryptoFunctions* const functions = g_crypto.Get(&LoadAndInitialise);
+  if (ScopedUnloadableLibrary::Active(RuntimeLibraryId::kCrypto)) return nullptr;
+  return functions;
 }
-
-TlsSection::TlsSection() : gate_(TheGate().Get().sections) { gate_.lock_shared(); }
-
-TlsSection::~TlsSection() { gate_.unlock_shared(); }
 
 }  // namespace rqb
