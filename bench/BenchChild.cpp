@@ -14,7 +14,6 @@
 //   rqbehavior-bench-child memory|memory-system-ca AUTHORITY PORT CA
 #include <RQBehavior/RQBehavior.h>
 #include <dlfcn.h>
-#include <malloc.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -303,22 +302,12 @@ int FirstUpload(const Loopback& loopback, bool library) {
 int Memory(Loopback loopback, bool system_ca) {
   if (system_ca) loopback.ca_pem.clear();
   CompletionClock& clock = RouteUploads(loopback);
-  if (getenv("RQB_NOCRYPTO")) new rqb::ScopedUnloadableLibrary(rqb::RuntimeLibraryId::kCrypto);
   RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
   behavior.collectDeviceInformation(behavior.generateSessionId());
   if (!clock.NextCompletion()) return 1;
   // The run's thread returns right after starting the upload, and the
   // transfer thread lets go of its engine once the completion is handed on.
   std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  if (getenv("RQB_TRIM")) malloc_trim(0);
-  if (getenv("RQB_SMAPS")) {
-    std::ifstream in("/proc/self/smaps");
-    std::ofstream out(getenv("RQB_SMAPS"));
-    out << in.rdbuf();
-    FILE* f = fopen((std::string(getenv("RQB_SMAPS")) + ".malloc").c_str(), "w");
-    malloc_info(0, f);
-    fclose(f);
-  }
   std::printf("%ld %ld\n", rqb::bench::SmapsRollupKb("Anonymous"),
               rqb::bench::SmapsRollupKb("Rss"));
   return 0;
