@@ -3,15 +3,14 @@
 
 #include <atomic>
 #include <latch>
-#include <semaphore>
 #include <nlohmann/json.hpp>
+#include <semaphore>
 #include <stdexcept>
 
 #include "FakePlatform.h"
 #include "Managers/RQBIdentityManager.h"
 #include "Platform/ThreadPool.h"
 #include "RQBehavior/RQBehavior.h"
-#include "Constants/RQBBuildConfig.h"
 #include "Utils/Json/PrettyJsonWriter.h"
 
 namespace rqb {
@@ -28,27 +27,7 @@ class CollectionRun : public PlatformTest {
                     std::optional<std::string> value, std::function<void()> on_value = nullptr) {
     classes_.Register(name, [=] { return std::make_unique<StubDataHelper>(key, value, on_value); });
   }
-
-  // The bodies of the uploads started so far.
-  std::vector<std::string> PostedBodies() const {
-    std::vector<std::string> bodies;
-    for (const auto& task : sessions_.Tasks()) bodies.push_back(task.request.http_body);
-    return bodies;
-  }
 };
-
-TEST_F(CollectionRun, RunsLaterOnTheBackgroundQueueAndPostsToTheVariablesEndpoint) {
-  RQBehavior::getInstance("shop-app-01").collectDeviceInformation("9B2C61D4-session");
-  EXPECT_TRUE(sessions_.Tasks().empty()) << "the run must not start on the caller's thread";
-  background_.RunAll();
-  ASSERT_EQ(sessions_.Tasks().size(), 1u);
-  EXPECT_EQ(sessions_.Tasks()[0].request.url, std::string(RQB_PROFILER_BASE_URL) + "variables");
-  EXPECT_EQ(nlohmann::json::parse(sessions_.Tasks()[0].request.http_body),
-            nlohmann::json({{"Variables", nlohmann::json::object()},
-                            {"SessionID", "9B2C61D4-session"},
-                            {"App", "shop-app-01"}}));
-  EXPECT_TRUE(log_.Lines().empty());
-}
 
 TEST_F(CollectionRun, StoresNilAndNonUtf8ValuesAsEmptySkipsNilKeysAndLetsLaterKeysWin) {
   bool nil_key_value_asked = false;
@@ -91,9 +70,9 @@ TEST_F(CollectionRun, ACollectorThatThrowsEndsTheRunWithOneLogLine) {
   RQBehavior::getInstance("shop-app-01").collectDeviceInformation("session-2");
   background_.RunAll();
 
-  EXPECT_EQ(log_.Lines(), (std::vector<std::string>{
-                              "captureDeviceIdentifier Exception: index 3 beyond bounds",
-                              "captureDeviceIdentifier Exception: out of descriptors"}));
+  EXPECT_EQ(log_.Lines(),
+            (std::vector<std::string>{"captureDeviceIdentifier Exception: index 3 beyond bounds",
+                                      "captureDeviceIdentifier Exception: out of descriptors"}));
   EXPECT_TRUE(sessions_.Tasks().empty());
 }
 
@@ -117,8 +96,8 @@ TEST_F(CollectionRun, RunsOverlapAndReadTheSettingsWhenTheyBuildTheEnvelope) {
   gate.count_down();
 
   ASSERT_TRUE(sessions_.WaitForTasks(2));
-  for (const std::string& body : PostedBodies()) {
-    const nlohmann::json profile = nlohmann::json::parse(body);
+  for (const auto& task : sessions_.Tasks()) {
+    const nlohmann::json profile = nlohmann::json::parse(task.request.http_body);
     EXPECT_EQ(profile["SessionID"], "second-session");
     EXPECT_EQ(profile["App"], "shop-app-02");
     EXPECT_EQ(profile["Variables"], nlohmann::json({{"Platform", "iOS"}}));

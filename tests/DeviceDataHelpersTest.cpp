@@ -4,6 +4,7 @@
 
 #include "DataHelpers/RQBDataHelperRegistry.h"
 #include "FakeDevicePlatform.h"
+#include "Utils/Converter/RQBConverterUtil.h"
 
 namespace rqb {
 namespace {
@@ -71,6 +72,11 @@ TEST_F(DeviceDataHelpers, KeyboardsAreQuotedOneByOneAndNeverEscaped) {
   EXPECT_EQ(ValueOf("RQBKeyboardsDataHelper"), "[]");
   fakes_.preferences.keyboards = {"us", "de(nodeadkeys)", "odd\"one"};
   EXPECT_EQ(ValueOf("RQBKeyboardsDataHelper"), "[\"us\",\"de(nodeadkeys)\",\"odd\"one\"]");
+}
+
+// No collector passes a missing list; the text stays as the platform writes it.
+TEST(RQBConverterUtil, AMissingListIsWrittenAsNullInBrackets) {
+  EXPECT_EQ(RQBConverterUtil::arrayToString(std::nullopt), "[(null)]");
 }
 
 TEST_F(DeviceDataHelpers, FreeDiskSpaceIsZeroWhenTheFileSystemCannotBeExamined) {

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <thread>
 #include <utility>
 
 #include "FakeLocationPlatform.h"
@@ -41,19 +40,6 @@ TEST_F(Geolocation, MapsStatusesToCodesAndOnlyAuthorizedApplicationsReachTheMana
     EXPECT_EQ(fakes_.location.cached_location_reads - reads_before, authorized ? 1 : 0)
         << "the manager is read only when authorized and services are on";
   }
-}
-
-TEST_F(Geolocation, TheFirstReadFindsNoManagerUntilTheMainThreadServesTheQueue) {
-  fakes_.location.SetStatus(kLocationAuthorizedAlways);
-  // A collection run constructs and reads on its own thread.
-  std::optional<Location> first_read;
-  std::thread([&] { first_read = RQBGeolocation().getLastLocation(); }).join();
-  EXPECT_FALSE(first_read);
-  EXPECT_EQ(fakes_.location.managers_created, 0);
-
-  EXPECT_EQ(RQBehavior::drainMainQueue(), 1u);
-  EXPECT_EQ(fakes_.location.managers_created, 1);
-  EXPECT_TRUE(RQBGeolocation().getLastLocation());
 }
 
 TEST_F(Geolocation, EveryConstructionEndsInANewManagerAndTheLastOneStays) {

@@ -25,23 +25,19 @@ namespace {
 
 constexpr int kCannotSetUp = 77;  // the probe's status when the system refuses the set-up
 
-// A probe process under way; its stdout and stderr are pipes that Wait() reads.
+// A probe process under way; Wait() reads its stdout and stderr pipes to the end.
 class Probe {
  public:
-  enum class Stderr { kCaptured, kPipeWithoutReader };
-
-  Probe(const std::vector<std::string>& arguments, Stderr stderr_mode) {
+  explicit Probe(std::vector<std::string> arguments) {
     int out[2], err[2];
     if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
+    arguments.insert(arguments.begin(), RQB_HOST_PROBE);
     std::vector<char*> argv;
-    std::string program = RQB_HOST_PROBE;
-    argv.push_back(program.data());
-    std::vector<std::string> copies = arguments;
-    for (std::string& argument : copies) argv.push_back(argument.data());
+    for (std::string& argument : arguments) argv.push_back(argument.data());
     argv.push_back(nullptr);
     // The default signal dispositions and no blocked signal, as a host
     // starts with, whatever this process changed (it ignores SIGPIPE).
@@ -62,10 +58,6 @@ class Probe {
     close(err[1]);
     out_ = out[0];
     err_ = err[0];
-    if (stderr_mode == Stderr::kPipeWithoutReader) {
-      close(err_);
-      err_ = -1;
-    }
   }
 
   struct Outcome {
@@ -75,9 +67,7 @@ class Probe {
   };
 
   Outcome Wait() {
-    Outcome outcome;
-    outcome.out = ReadAll(out_);
-    outcome.err = ReadAll(err_);
+    Outcome outcome{-1, ReadAll(out_), ReadAll(err_)};
     if (pid_ > 0) waitpid(pid_, &outcome.status, 0);
     return outcome;
   }
@@ -85,10 +75,9 @@ class Probe {
  private:
   static std::string ReadAll(int fd) {
     std::string text;
-    if (fd < 0) return text;
     char buffer[4096];
-    for (ssize_t n; (n = read(fd, buffer, sizeof buffer)) > 0;) text.append(buffer, n);
-    close(fd);
+    for (ssize_t n; fd >= 0 && (n = read(fd, buffer, sizeof buffer)) > 0;) text.append(buffer, n);
+    if (fd >= 0) close(fd);
     return text;
   }
 
@@ -136,7 +125,7 @@ TEST_F(HostProcess, LeavingMainOrCallingExitWhileRunsAndUploadsAreUnderWayEndsNo
   for (std::size_t next = 0; next < cases.size(); next += kAtOnce) {
     std::vector<Probe> probes;
     for (std::size_t i = next; i < std::min(next + kAtOnce, cases.size()); ++i) {
-      probes.emplace_back(cases[i], Probe::Stderr::kCaptured);
+      probes.emplace_back(cases[i]);
     }
     for (std::size_t i = 0; i < probes.size(); ++i) {
       const Probe::Outcome outcome = probes[i].Wait();
@@ -147,16 +136,8 @@ TEST_F(HostProcess, LeavingMainOrCallingExitWhileRunsAndUploadsAreUnderWayEndsNo
   }
 }
 
-TEST_F(HostProcess, ALogLineToAStderrPipeWithoutReaderRaisesNoSignal) {
-  // Without an application identifier every run logs a line.
-  Probe probe({"log", Port(), ca_path_}, Probe::Stderr::kPipeWithoutReader);
-  const Probe::Outcome outcome = probe.Wait();
-  EXPECT_TRUE(WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == 0)
-      << Describe(outcome.status);
-}
-
 TEST_F(HostProcess, WhenTheSystemRefusesThreadsARunIsDroppedWithALogLine) {
-  Probe probe({"no-threads"}, Probe::Stderr::kCaptured);
+  Probe probe({"no-threads"});
   const Probe::Outcome outcome = probe.Wait();
   if (WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == kCannotSetUp) {
     GTEST_SKIP() << "cannot limit the threads of a process here";
@@ -170,7 +151,7 @@ TEST_F(HostProcess, WhenTheSystemRefusesThreadsARunIsDroppedWithALogLine) {
 TEST_F(HostProcess, WithoutGetrandomSessionIdentifiersComeFromAnotherSource) {
   for (const char* files : {"files", "no-files"}) {
     SCOPED_TRACE(files);
-    Probe probe({"no-getrandom", files}, Probe::Stderr::kCaptured);
+    Probe probe({"no-getrandom", files});
     const Probe::Outcome outcome = probe.Wait();
     if (WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == kCannotSetUp) {
       GTEST_SKIP() << "cannot install a seccomp filter here";

@@ -1,5 +1,4 @@
-// The Linux providers of the location code: regional settings through ICU and
-// the location service on the D-Bus system bus.
+// The Linux regional settings of the location code, through ICU.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -11,7 +10,6 @@
 
 #include "FakeDevicePlatform.h"
 #include "Platform/linux/LinuxDeviceCalendar.h"
-#include "Platform/linux/LinuxLocationServices.h"
 
 namespace rqb {
 namespace {
@@ -49,12 +47,6 @@ TEST(LinuxDeviceCalendar, ReadsTheZoneAfreshFromTzElseTheLocaltimeLinkElseEtcTim
     setenv("TZ", value, 1);
     EXPECT_EQ(calendar.Current().time_zone, zone) << "TZ=" << value;
   }
-}
-
-TEST(LinuxLocationServices, AreOffWithoutASystemBus) {
-  test::ScopedEnvironment no_bus("DBUS_SYSTEM_BUS_ADDRESS",
-                                 "unix:path=/nonexistent/rqb-system-bus");
-  EXPECT_FALSE(LinuxLocationServices().LocationServicesEnabled());
 }
 
 }  // namespace

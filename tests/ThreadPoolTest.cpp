@@ -12,27 +12,38 @@
 namespace rqb {
 namespace {
 
-TEST(ThreadPool, ABurstOfTasksRunsOnAtMostItsThreads) {
-  std::mutex mutex;
-  std::set<std::thread::id> threads;
-  std::atomic<int> ran = 0;
-  std::atomic<int> started = 0;
-  {
-    ThreadPool pool(4, [&](std::function<void()> body) {
-      ++started;
-      return test::StartTestThread(std::move(body));
-    });
-    for (int i = 0; i < 2000; ++i) {
-      pool.Submit([&] {
-        std::lock_guard lock(mutex);
-        threads.insert(std::this_thread::get_id());
-        ++ran;
-      });
-    }
-  }  // the destructor runs what was queued
-  EXPECT_EQ(ran, 2000);
-  EXPECT_LE(threads.size(), 4u);
-  EXPECT_LE(started, 4);
+// A burst runs on the pool's threads, however many tasks it holds; when the
+// system refuses threads after the first, that one runs them all.
+TEST(ThreadPool, ABurstOfTasksRunsOnAtMostItsThreadsEvenWhenFurtherThreadsAreRefused) {
+  for (const int allowed : {4, 1}) {
+    SCOPED_TRACE(allowed);
+    std::mutex mutex;
+    std::set<std::thread::id> threads;
+    std::atomic<int> ran = 0;
+    std::atomic<int> asked = 0;
+    {
+      ThreadPool pool(
+          4,
+          [&](std::function<void()> body) {
+            if (++asked > allowed)
+              return std::make_error_code(std::errc::resource_unavailable_try_again);
+            return test::StartTestThread(std::move(body));
+          },
+          std::chrono::milliseconds(0));
+      for (int i = 0; i < 2000; ++i) {
+        pool.Submit([&] {
+          std::lock_guard lock(mutex);
+          threads.insert(std::this_thread::get_id());
+          ++ran;
+        });
+      }
+    }  // the destructor runs what was queued
+    EXPECT_EQ(ran, 2000);
+    EXPECT_LE(threads.size(), static_cast<std::size_t>(allowed));
+    // No more threads asked for than the pool holds; with one allowed, the
+    // further ones were asked for and refused.
+    EXPECT_EQ(asked > allowed, allowed == 1) << asked << " threads asked for";
+  }
 }
 
 // The host's thread pays for one thread at most: every further worker is

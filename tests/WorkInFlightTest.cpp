@@ -1,6 +1,6 @@
 // Runs on the real thread pool uploading over HTTPS to a loopback receiver:
-// waiting for them with flush(), a forked child's runs, a main queue never
-// served, and threads that cannot be started.
+// waiting for them with flush(), a forked child's runs and a main queue never
+// served.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -118,19 +118,6 @@ TEST_F(RealRuns, FlushWaitsForTheUploadsOfTheRunsStartedBeforeIt) {
   EXPECT_TRUE(RQBehavior::flush(0ms));
 }
 
-TEST_F(RealRuns, FlushReturnsOnceTheUploadsOutcomeIsLogged) {
-  const TestCertificateAuthority stranger("Some Other CA");
-  CurlUrlSessionFactory untrusting(
-      CurlUrlSessionFactory::LoopbackRoute(kHost, receiver_.port(), stranger.CertificatePem()));
-  Platform failing;
-  failing.url_sessions = &untrusting;
-  const ScopedPlatformOverride in_force(failing);
-
-  RQBehavior::getInstance("shop-app-01").collectDeviceInformation("session-1");
-  ASSERT_TRUE(RQBehavior::flush(60s));
-  EXPECT_THAT(log_.Lines(), testing::ElementsAre(testing::StartsWith("variables POST ERROR: ")));
-}
-
 TEST_F(RealRuns, AForkedChildsRunUploadsAndNothingOfTheParentsIsSentTwice) {
   RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
   // At the fork: one upload whose answer the receiver holds, four runs
@@ -181,36 +168,6 @@ TEST_F(RealRuns, RunsWithTheMainQueueNeverServedLeaveOneTaskThereAndNoThreadsOrD
   EXPECT_EQ(EntriesIn("/proc/self/fd"), descriptors);
   EXPECT_EQ(location.main_queue.Drain(), 1u) << "one manager creation serves every run";
   EXPECT_EQ(log_.Lines().size(), 10'000u);
-}
-
-TEST_F(RealRuns, WhenNoThreadCanBeStartedTheRunIsDroppedWithALogLine) {
-  // The system refuses the pool's second thread, then every thread.
-  std::atomic<int> allowed = 1;
-  ThreadPool refusing(2, [&](std::function<void()> body) {
-    if (allowed-- <= 0) return std::make_error_code(std::errc::resource_unavailable_try_again);
-    return test::StartTestThread(std::move(body));
-  });
-  Platform limited;
-  limited.background_queue = &refusing;
-  const ScopedPlatformOverride in_force(limited);
-  RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
-
-  gate_closed_ = true;
-  EXPECT_NO_THROW(behavior.collectDeviceInformation("session-1"));
-  EXPECT_NO_THROW(behavior.collectDeviceInformation("session-2"));  // waits for the one thread
-  gate_closed_ = false;
-  ASSERT_TRUE(RQBehavior::flush(60s));
-  EXPECT_EQ(receiver_.RequestCount(), 2u);
-  EXPECT_TRUE(log_.Lines().empty());
-
-  ThreadPool none(2, [](std::function<void()>) {
-    return std::make_error_code(std::errc::resource_unavailable_try_again);
-  });
-  limited.background_queue = &none;
-  const ScopedPlatformOverride no_threads(limited);
-  EXPECT_NO_THROW(behavior.collectDeviceInformation("session-3"));
-  EXPECT_TRUE(RQBehavior::flush(0ms)) << "the dropped run is not in flight";
-  EXPECT_THAT(log_.Lines(), testing::ElementsAre(testing::HasSubstr("no thread could be started")));
 }
 
 }  // namespace

@@ -27,20 +27,6 @@ std::shared_ptr<UrlSession> RecordingUrlSessions::CreateSession(
       });
 }
 
-std::shared_ptr<UrlSession> ObservedUrlSessions::CreateSession(
-    const UrlSessionConfiguration& configuration) {
-  std::shared_ptr<UrlSession> inner = inner_.CreateSession(configuration);
-  return std::make_shared<ForwardingSession>(
-      [this, inner](UrlRequest request, DataTaskCompletionHandler completion) {
-        inner->StartDataTask(std::move(request),
-                             [this, completion = std::move(completion)](auto data, auto response,
-                                                                        auto error) {
-                               completion(std::move(data), std::move(response), std::move(error));
-                               completions_.Add(true);
-                             });
-      });
-}
-
 void FakeClassLookup::Register(std::string name, Factory factory) {
   std::lock_guard lock(mutex_);
   factories_[std::move(name)] = std::move(factory);

@@ -100,21 +100,6 @@ class RecordingUrlSessions final : public UrlSessionFactory {
   Recorded<Task> tasks_;
 };
 
-// Runs tasks through another factory and counts the completions that have
-// run, so that a test knows when an upload's outcome is final.
-class ObservedUrlSessions final : public UrlSessionFactory {
- public:
-  explicit ObservedUrlSessions(UrlSessionFactory& inner) : inner_(inner) {}
-  std::shared_ptr<UrlSession> CreateSession(const UrlSessionConfiguration& configuration) override;
-  bool WaitForCompletions(std::size_t count, std::chrono::milliseconds timeout = 20s) const {
-    return completions_.WaitFor(count, timeout);
-  }
-
- private:
-  UrlSessionFactory& inner_;
-  Recorded<bool> completions_;
-};
-
 // Collector classes registered by the test, by name; other names have none.
 class FakeClassLookup final : public ClassLookup {
  public:

@@ -7,9 +7,6 @@
 //       <port>, waits <delay-us>, then returns from main or calls exit(0).
 //       <first> is "host" when the host initialises OpenSSL before the
 //       library does, as hosts that use it themselves do, else "library".
-//   rqbehavior_host_probe log <port> <ca.pem>
-//       Collects once without an application identifier, so that a run logs a
-//       line, and waits for it. Exit status 0 when everything ended in time.
 //   rqbehavior_host_probe no-threads
 //       Collects once while the system refuses every new thread.
 //   rqbehavior_host_probe no-getrandom <files|no-files>
@@ -81,13 +78,6 @@ int Leave(char** argv) {
   return 0;
 }
 
-int Log(char** argv) {
-  RouteUploads(argv[2], argv[3]);
-  RQBehavior& behavior = RQBehavior::getInstance(std::nullopt);
-  behavior.collectDeviceInformation(behavior.generateSessionId());
-  return RQBehavior::flush(std::chrono::seconds(20)) ? 0 : 3;
-}
-
 // Drops root, whose thread count is not limited, then allows no new thread.
 int NoThreads() {
   if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) return kCannotSetUp;
@@ -148,7 +138,6 @@ int NoGetrandom(char** argv) {
 int main(int argc, char** argv) {
   const std::string mode = argc > 1 ? argv[1] : "";
   if (mode == "leave" && argc == 7) return Leave(argv);
-  if (mode == "log" && argc == 4) return Log(argv);
   if (mode == "no-threads" && argc == 2) return NoThreads();
   if (mode == "no-getrandom" && argc == 3) return NoGetrandom(argv);
   std::fprintf(stderr, "usage: see the comment at the top of HostProbe.cpp\n");
