@@ -3,7 +3,7 @@
 
 #include "DataHelpers/RQBDataHelper.h"
 
-class RQB3GDataHelper final : public RQBDataHelper {
+class RQB_EXPORT RQB3GDataHelper final : public RQBDataHelper {
  public:
   std::optional<std::string> getKey() override;
   std::optional<std::string> getValue() override;

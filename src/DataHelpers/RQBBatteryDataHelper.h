@@ -4,7 +4,7 @@
 
 #include "DataHelpers/RQBDataHelper.h"
 
-class RQBBatteryDataHelper final : public RQBDataHelper {
+class RQB_EXPORT RQBBatteryDataHelper final : public RQBDataHelper {
  public:
   std::optional<std::string> getKey() override;
   std::optional<std::string> getValue() override;

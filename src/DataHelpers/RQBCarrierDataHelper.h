@@ -3,7 +3,7 @@
 
 #include "DataHelpers/RQBDataHelper.h"
 
-class RQBCarrierDataHelper final : public RQBDataHelper {
+class RQB_EXPORT RQBCarrierDataHelper final : public RQBDataHelper {
  public:
   std::optional<std::string> getKey() override;
   std::optional<std::string> getValue() override;

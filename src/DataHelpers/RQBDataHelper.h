@@ -4,11 +4,13 @@
 #include <optional>
 #include <string>
 
+#include "RQBehavior/RQBExport.h"
+
 // A stateless collector, created by its class name for one collection run and
 // asked getKey() and then getValue() on that run's background thread.
 // Collectors report platform failures only through their value (a fallback
 // text or nothing) and never escape platform text.
-class RQBDataHelper {
+class RQB_EXPORT RQBDataHelper {
  public:
   RQBDataHelper() = default;
   RQBDataHelper(const RQBDataHelper&) = delete;

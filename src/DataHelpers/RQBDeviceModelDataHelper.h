@@ -3,7 +3,7 @@
 
 #include "DataHelpers/RQBDataHelper.h"
 
-class RQBDeviceModelDataHelper final : public RQBDataHelper {
+class RQB_EXPORT RQBDeviceModelDataHelper final : public RQBDataHelper {
  public:
   std::optional<std::string> getKey() override;
   std::optional<std::string> getValue() override;

@@ -4,7 +4,7 @@
 
 #include "DataHelpers/RQBDataHelper.h"
 
-class RQBFreeDiskDataHelper final : public RQBDataHelper {
+class RQB_EXPORT RQBFreeDiskDataHelper final : public RQBDataHelper {
  public:
   std::optional<std::string> getKey() override;
   std::optional<std::string> getValue() override;

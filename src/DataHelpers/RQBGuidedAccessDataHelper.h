@@ -4,7 +4,7 @@
 
 #include "DataHelpers/RQBDataHelper.h"
 
-class RQBGuidedAccessDataHelper final : public RQBDataHelper {
+class RQB_EXPORT RQBGuidedAccessDataHelper final : public RQBDataHelper {
  public:
   std::optional<std::string> getKey() override;
   std::optional<std::string> getValue() override;

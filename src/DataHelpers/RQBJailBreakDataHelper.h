@@ -8,7 +8,7 @@
 
 #include "DataHelpers/RQBDataHelper.h"
 
-class RQBJailBreakingDataHelper final : public RQBDataHelper {
+class RQB_EXPORT RQBJailBreakingDataHelper final : public RQBDataHelper {
  public:
   std::optional<std::string> getKey() override;
   // "true" at the first probe path that exists, else whether the "cydia"

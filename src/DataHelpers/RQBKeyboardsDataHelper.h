@@ -4,7 +4,7 @@
 
 #include "DataHelpers/RQBDataHelper.h"
 
-class RQBKeyboardsDataHelper final : public RQBDataHelper {
+class RQB_EXPORT RQBKeyboardsDataHelper final : public RQBDataHelper {
  public:
   std::optional<std::string> getKey() override;
   std::optional<std::string> getValue() override;

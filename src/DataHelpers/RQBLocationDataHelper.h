@@ -5,6 +5,7 @@
 #include <string>
 
 #include "DataHelpers/RQBDataHelper.h"
+#include "RQBehavior/RQBExport.h"
 #include "Platform/DeviceCalendar.h"
 #include "Utils/SharedGlobal.h"
 
@@ -16,7 +17,7 @@
 // The timestamp is bare (the record is not strict JSON) and "lot" is the
 // longitude. "{}" when there is no usable location, which includes the first
 // run of a process and any fix whose course is exactly 0.
-class RQBLocationDataHelper final : public RQBDataHelper {
+class RQB_EXPORT RQBLocationDataHelper final : public RQBDataHelper {
  public:
   // Replaces dtFormatter() with a new formatter for the device's current
   // locale, week rules and time zone.

@@ -9,7 +9,7 @@
 #include "DataHelpers/RQBDataHelper.h"
 #include "Platform/Preferences.h"
 
-class RQBUniqueIdentifierDataHelper final : public RQBDataHelper {
+class RQB_EXPORT RQBUniqueIdentifierDataHelper final : public RQBDataHelper {
  public:
   std::optional<std::string> getKey() override;
   // The stored text when it is non-empty text, as it stands; otherwise a new

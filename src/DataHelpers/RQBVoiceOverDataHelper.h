@@ -3,7 +3,7 @@
 
 #include "DataHelpers/RQBDataHelper.h"
 
-class RQBVoiceOverDataHelper final : public RQBDataHelper {
+class RQB_EXPORT RQBVoiceOverDataHelper final : public RQBDataHelper {
  public:
   std::optional<std::string> getKey() override;
   std::optional<std::string> getValue() override;

@@ -1,4 +1,6 @@
-// A class with no members; nothing refers to it.
+// A class of the exported surface with no members; nothing refers to it.
 #pragma once
 
-class RQBErrorCollection {};
+#include "RQBehavior/RQBExport.h"
+
+class RQB_EXPORT RQBErrorCollection {};

@@ -4,13 +4,14 @@
 #include <optional>
 #include <string>
 
+#include "RQBehavior/RQBExport.h"
 #include "Utils/Guarded.h"
 #include "Utils/Json/JsonObject.h"
 
 // Holds the session settings, validates the session identifier, forwards the
 // settings to the upload service and starts collection runs. Process-wide,
 // created on first use and never destroyed.
-class RQBIdentifyManager {
+class RQB_EXPORT RQBIdentifyManager {
  public:
   static RQBIdentifyManager& getInstance();
 

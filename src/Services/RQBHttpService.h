@@ -5,12 +5,13 @@
 #include <string>
 
 #include "Platform/UrlSession.h"
+#include "RQBehavior/RQBExport.h"
 #include "Utils/Guarded.h"
 #include "Utils/Json/JsonObject.h"
 
 // The process-wide upload service. Fire and forget: nothing is returned,
 // nothing is retried, and a transport error leaves one log line.
-class RQBHttpService {
+class RQB_EXPORT RQBHttpService {
  public:
   static RQBHttpService& getInstance();
 

@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
-class RQBConverterUtil {
+#include "RQBehavior/RQBExport.h"
+
+class RQB_EXPORT RQBConverterUtil {
  public:
   RQBConverterUtil() = delete;
 

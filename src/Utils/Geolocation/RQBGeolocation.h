@@ -7,11 +7,12 @@
 #include <optional>
 
 #include "Platform/LocationServices.h"
+#include "RQBehavior/RQBExport.h"
 #include "Platform/DeviceCalendar.h"
 #include "Utils/SharedGlobal.h"
 
 // Stateless; create one wherever a location is needed.
-class RQBGeolocation {
+class RQB_EXPORT RQBGeolocation {
  public:
   // Queues the creation of a new location manager on the main queue, where it
   // replaces geoLocationManager() once the queue is served, and replaces

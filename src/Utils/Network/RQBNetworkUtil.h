@@ -4,8 +4,9 @@
 #include <optional>
 
 #include "Platform/Telephony.h"
+#include "RQBehavior/RQBExport.h"
 
-class RQBNetworkUtil {
+class RQB_EXPORT RQBNetworkUtil {
  public:
   RQBNetworkUtil() = delete;
 

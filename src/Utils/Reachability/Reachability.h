@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+#include "RQBehavior/RQBExport.h"
+
 namespace rqb {
 class ReachabilityTarget;
 }
@@ -13,7 +15,7 @@ class ReachabilityTarget;
 // The name of the notification a started monitor posts on the default
 // notification center when its target's reachability changes; the object is
 // the monitor. Its value is "kNetworkReachabilityChangedNotification".
-extern const char* const kReachabilityChangedNotification;
+RQB_EXPORT extern const char* const kReachabilityChangedNotification;
 
 enum ReachabilityStatus : long {
   ReachabilityStatusNone = 0,  // not reachable, or the flags could not be read
@@ -25,7 +27,7 @@ enum ReachabilityStatus : long {
 // at any time. startNotifier() and stopNotifier() act on the calling thread's
 // run loop, so a monitor is started and stopped on the same thread, and its
 // notifications are posted on that thread while its run loop runs.
-class Reachability {
+class RQB_EXPORT Reachability {
  public:
   // Monitors for a host name, for a socket address in the mobile platform's
   // layout (byte 0 its length, byte 1 its family: 2 for IPv4, 30 for IPv6),
