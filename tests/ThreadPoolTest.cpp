@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <mutex>
@@ -22,14 +23,11 @@ TEST(ThreadPool, ABurstOfTasksRunsOnAtMostItsThreadsEvenWhenFurtherThreadsAreRef
     std::atomic<int> ran = 0;
     std::atomic<int> asked = 0;
     {
-      ThreadPool pool(
-          4,
-          [&](std::function<void()> body) {
-            if (++asked > allowed)
-              return std::make_error_code(std::errc::resource_unavailable_try_again);
-            return test::StartTestThread(std::move(body));
-          },
-          std::chrono::milliseconds(0));
+      ThreadPool pool(4, [&](std::function<void()> body) {
+        if (++asked > allowed)
+          return std::make_error_code(std::errc::resource_unavailable_try_again);
+        return test::StartTestThread(std::move(body));
+      });
       for (int i = 0; i < 2000; ++i) {
         pool.Submit([&] {
           std::lock_guard lock(mutex);
@@ -47,8 +45,7 @@ TEST(ThreadPool, ABurstOfTasksRunsOnAtMostItsThreadsEvenWhenFurtherThreadsAreRef
 }
 
 // The host's thread pays for one thread at most: every further worker is
-// started by a worker, as a spare while it is busy, or for tasks that wait
-// behind workers that are blocked.
+// started by a worker, as a spare while it is busy.
 TEST(ThreadPool, TheSubmitterStartsOneWorkerAndWorkersStartTheOthers) {
   std::mutex mutex;
   std::vector<std::thread::id> starters;
@@ -62,7 +59,7 @@ TEST(ThreadPool, TheSubmitterStartsOneWorkerAndWorkersStartTheOthers) {
   std::atomic<bool> gate_closed = true;
   std::atomic<int> blocked = 0;
   {
-    ThreadPool pool(4, start, std::chrono::milliseconds(0));
+    ThreadPool pool(4, start);
     for (int i = 0; i < 6; ++i) {
       pool.Submit([&] {
         ++blocked;
@@ -78,6 +75,39 @@ TEST(ThreadPool, TheSubmitterStartsOneWorkerAndWorkersStartTheOthers) {
   for (std::size_t i = 1; i < starters.size(); ++i) {
     EXPECT_NE(starters[i], std::this_thread::get_id()) << "worker " << i;
   }
+}
+
+// Two tasks submitted back to back to a fresh pool run side by side: the
+// second never waits for the first to finish, however long that takes.
+TEST(ThreadPool, ATaskSubmittedWhileTheOnlyWorkerIsBusyRunsWithoutWaitingForIt) {
+  std::atomic<bool> second_ran = false;
+  std::atomic<bool> first_saw_second = false;
+  {
+    ThreadPool pool(
+        4, [](std::function<void()> body) { return test::StartTestThread(std::move(body)); });
+    pool.Submit([&] {
+      const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+      while (!second_ran && std::chrono::steady_clock::now() < give_up) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      }
+      first_saw_second = second_ran.load();
+    });
+    pool.Submit([&] { second_ran = true; });
+  }
+  EXPECT_TRUE(first_saw_second) << "the second task waited for the first";
+}
+
+// A task that ends its own thread (as pthread_exit from a host's callback
+// does) costs the pool that worker only: the tasks behind it still run.
+TEST(ThreadPool, TasksStillRunAfterATaskEndsItsThread) {
+  std::atomic<int> ran = 0;
+  {
+    ThreadPool pool(
+        1, [](std::function<void()> body) { return test::StartTestThread(std::move(body)); });
+    pool.Submit([] { pthread_exit(nullptr); });
+    for (int i = 0; i < 3; ++i) pool.Submit([&] { ++ran; });
+  }
+  EXPECT_EQ(ran, 3);
 }
 
 }  // namespace

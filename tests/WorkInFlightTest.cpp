@@ -87,7 +87,7 @@ class RealRuns : public test::PlatformTest {
   CurlUrlSessionFactory curl_{
       CurlUrlSessionFactory::LoopbackRoute(kHost, receiver_.port(), ca_.CertificatePem())};
   // Grows as soon as runs wait, so that runs held at the gate take every thread.
-  ThreadPool pool_{4, test::StartTestThread, std::chrono::milliseconds(0)};
+  ThreadPool pool_{4, test::StartTestThread};
   std::atomic<bool> gate_closed_ = false;
   std::atomic<int> collecting_ = 0;
   std::optional<ScopedPlatformOverride> real_;

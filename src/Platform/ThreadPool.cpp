@@ -7,11 +7,8 @@
 
 namespace rqb {
 
-ThreadPool::ThreadPool(std::size_t thread_count, ThreadStarter start_thread,
-                       std::chrono::milliseconds backlog_delay)
-    : thread_count_(thread_count == 0 ? 1 : thread_count),
-      start_thread_(std::move(start_thread)),
-      backlog_delay_(backlog_delay) {}
+ThreadPool::ThreadPool(std::size_t thread_count, ThreadStarter start_thread)
+    : thread_count_(thread_count == 0 ? 1 : thread_count), start_thread_(std::move(start_thread)) {}
 
 ThreadPool::~ThreadPool() {
   State& state = state_.Get();
@@ -48,7 +45,7 @@ std::error_code ThreadPool::TrySubmit(std::function<void()>& task) {
   if (state.workers == 0) {
     if (const std::error_code refused = StartWorker(lock, state)) return refused;
   }
-  state.tasks.push_back({std::move(task), Clock::now()});
+  state.tasks.push_back(std::move(task));
   state.wake.notify_one();
   return {};
 }
@@ -61,30 +58,45 @@ void ThreadPool::Submit(std::function<void()> task) {
   }
 }
 
+bool ThreadPool::NeedsSpare(const State& state) const {
+  return state.idle_workers + state.starting_workers == 0 && state.workers < thread_count_;
+}
+
 void ThreadPool::WorkerLoop(State& state) {
   std::unique_lock lock(state.mutex);
   --state.starting_workers;
+  // A task may end the thread it runs on (a host's log handler that calls
+  // pthread_exit): the worker is counted out as the thread unwinds, and a
+  // replacement starts for the tasks that wait.
+  struct CountOut {
+    ThreadPool& pool;
+    State& state;
+    std::unique_lock<std::mutex>& lock;
+    ~CountOut() {
+      if (!lock.owns_lock()) lock.lock();
+      --state.workers;
+      state.exited.notify_all();
+      if (!state.tasks.empty() && pool.NeedsSpare(state)) {
+        static_cast<void>(pool.StartWorker(lock, state));
+      }
+    }
+  } count_out{*this, state, lock};
   for (;;) {
     ++state.idle_workers;
     state.wake.wait(lock, [&] { return state.stopping || !state.tasks.empty(); });
     --state.idle_workers;
     if (state.tasks.empty()) break;  // stopping, and nothing left to run
-    Queued next = std::move(state.tasks.front());
+    std::function<void()> next = std::move(state.tasks.front());
     state.tasks.pop_front();
-    // With every worker busy, one more waits for the next task, or takes the
-    // tasks backed up behind workers that are slow or blocked. A refused
-    // thread only delays them.
-    if (state.idle_workers + state.starting_workers == 0 && state.workers < thread_count_ &&
-        (state.tasks.empty() || Clock::now() - next.since >= backlog_delay_)) {
-      static_cast<void>(StartWorker(lock, state));
-    }
+    // With every worker busy, one more starts for the next task, so that no
+    // task waits for another to finish while the pool may grow. A refused
+    // thread only delays it.
+    if (NeedsSpare(state)) static_cast<void>(StartWorker(lock, state));
     lock.unlock();
-    next.task();
-    next.task = nullptr;  // release what the task captured before taking the lock
+    next();
+    next = nullptr;  // release what the task captured before taking the lock
     lock.lock();
   }
-  --state.workers;
-  state.exited.notify_all();
 }
 
 }  // namespace rqb

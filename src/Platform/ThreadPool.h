@@ -1,7 +1,6 @@
 // A bounded number of worker threads serving one FIFO of tasks.
 #pragma once
 
-#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -21,22 +20,14 @@ using ThreadStarter = std::function<std::error_code(std::function<void()> body)>
 
 class ThreadPool final : public TaskExecutor {
  public:
-  // How long a task may wait in the queue before a worker adds another for
-  // the tasks behind it: the workers are then slow or blocked (a collection
-  // run waits at most for its bounded system calls).
-  static constexpr std::chrono::milliseconds kBacklogDelay{10};
-
   // At most `thread_count` workers, started through `start_thread`. A task
   // submitted to a pool without workers starts the first one on the
   // submitting thread; every further one is started by a worker as it takes
-  // a task and leaves no other worker idle or starting: when nothing else
-  // waits, so that a task submitted meanwhile never waits for a busy worker,
-  // and when the task waited `backlog_delay` or longer while more wait. So a
-  // host that never submits starts no thread, a submitting thread pays for
-  // at most one, and tasks queued behind a short one wait for it rather than
-  // start threads.
-  ThreadPool(std::size_t thread_count, ThreadStarter start_thread,
-             std::chrono::milliseconds backlog_delay = kBacklogDelay);
+  // a task and leaves no other worker idle or starting, so that a task
+  // submitted meanwhile never waits for a busy worker while the pool may
+  // still grow: tasks run side by side up to the bound. A host that never
+  // submits starts no thread, and a submitting thread pays for at most one.
+  ThreadPool(std::size_t thread_count, ThreadStarter start_thread);
   // Runs the tasks already submitted, then waits until the workers are gone.
   ~ThreadPool() override;
 
@@ -49,35 +40,31 @@ class ThreadPool final : public TaskExecutor {
   void Submit(std::function<void()> task) override;
 
  private:
-  using Clock = std::chrono::steady_clock;
-
-  struct Queued {
-    std::function<void()> task;
-    Clock::time_point since;
-  };
-
   // What the workers of one process share. A forked child starts with a fresh
   // State: the parent's workers do not exist in it, and what the parent had
   // queued is the parent's to run.
   struct State {
     std::mutex mutex;
-    std::condition_variable wake;      // a task arrived, or the pool is ending
-    std::condition_variable exited;    // a worker is gone
-    std::deque<Queued> tasks;          // guarded by mutex
-    std::size_t workers = 0;           // started and not gone; guarded by mutex
-    std::size_t idle_workers = 0;      // guarded by mutex
-    std::size_t starting_workers = 0;  // started, not yet serving; guarded by mutex
-    bool stopping = false;             // guarded by mutex
+    std::condition_variable wake;             // a task arrived, or the pool is ending
+    std::condition_variable exited;           // a worker is gone
+    std::deque<std::function<void()>> tasks;  // guarded by mutex
+    std::size_t workers = 0;                  // started and not gone; guarded by mutex
+    std::size_t idle_workers = 0;             // guarded by mutex
+    std::size_t starting_workers = 0;         // started, not yet serving; guarded by mutex
+    bool stopping = false;                    // guarded by mutex
   };
 
   // Counts a new worker and starts it, with `lock` (of state.mutex) released
   // meanwhile; the error when the system refuses it.
   std::error_code StartWorker(std::unique_lock<std::mutex>& lock, State& state);
+  // Whether a worker should start another: none is idle or starting, and the
+  // bound allows one (also while the pool ends: what was queued still runs
+  // side by side). Under state.mutex.
+  bool NeedsSpare(const State& state) const;
   void WorkerLoop(State& state);
 
   const std::size_t thread_count_;
   const ThreadStarter start_thread_;
-  const std::chrono::milliseconds backlog_delay_;
   PerProcess<State> state_;
 };
 
