@@ -55,6 +55,10 @@ void RQBehavior::setLogHandler(std::function<void(const RQBLogMessage&)> handler
 }
 
 bool RQBehavior::flush(std::chrono::milliseconds timeout) noexcept {
+  // Inside the log handler, the work being logged cannot end before the
+  // handler returns: waiting would only run out the time-out, holding up
+  // the other completions meanwhile.
+  if (rqb::InsideLogHandler()) timeout = std::chrono::milliseconds(0);
   return rqb::WorkInFlight::WaitForEarlierWork(timeout);
 }
 

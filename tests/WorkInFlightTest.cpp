@@ -1,8 +1,12 @@
 // Runs on the real thread pool uploading over HTTPS to a loopback receiver:
 // waiting for them with flush(), a forked child's runs and a main queue never
 // served.
+#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <pthread.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -144,6 +148,71 @@ TEST_F(RealRuns, AForkedChildsRunUploadsAndNothingOfTheParentsIsSentTwice) {
   ASSERT_TRUE(RQBehavior::flush(60s));
   EXPECT_EQ(UploadsPerSession(),
             (std::map<std::string, int>{{"parent-session", 7}, {"child-session", 1}}));
+}
+
+// Uploads to a loopback port on which nothing listens, while it lives: every
+// upload fails, and is logged.
+class RefusedUploads {
+ public:
+  explicit RefusedUploads(const std::string& ca_pem) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    bind(bound_, reinterpret_cast<sockaddr*>(&address), length);
+    getsockname(bound_, reinterpret_cast<sockaddr*>(&address), &length);
+    sessions_.emplace(CurlUrlSessionFactory::LoopbackRoute(kHost, ntohs(address.sin_port), ca_pem));
+    Platform routed;
+    routed.url_sessions = &*sessions_;
+    routed_.emplace(routed);
+  }
+  ~RefusedUploads() { close(bound_); }
+
+ private:
+  const int bound_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  std::optional<CurlUrlSessionFactory> sessions_;
+  std::optional<ScopedPlatformOverride> routed_;
+};
+
+// Python ends threads that call into it while it shuts down with
+// pthread_exit, through whatever is on their stack. A handler that does so
+// costs the library that thread only: no abort, flush() still returns, and
+// later failures are logged.
+TEST_F(RealRuns, ALogHandlerThatEndsItsThreadEndsThatThreadOnly) {
+  const RefusedUploads refused(ca_.CertificatePem());
+  std::atomic<int> ended = 0;
+  RQBehavior::setLogHandler([&](const RQBLogMessage&) {
+    ++ended;
+    pthread_exit(nullptr);
+  });
+  RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
+  for (int run = 0; run < 5; ++run) behavior.collectDeviceInformation("session-1");
+  EXPECT_TRUE(RQBehavior::flush(60s));
+  EXPECT_EQ(ended, 5);
+
+  test::Recorded<std::string> lines;
+  RQBehavior::setLogHandler(
+      [&](const RQBLogMessage& message) { lines.Add(std::string(message.text)); });
+  behavior.collectDeviceInformation("session-2");
+  EXPECT_TRUE(RQBehavior::flush(60s));
+  RQBehavior::setLogHandler(nullptr);
+  ASSERT_EQ(lines.Get().size(), 1u);
+  EXPECT_THAT(lines.Get()[0], testing::StartsWith("variables POST ERROR: "));
+}
+
+// The upload whose failure is being logged is under way until the handler
+// returns: a flush() inside the handler cannot wait for it, and returns at
+// once instead of holding up every other completion for its time-out.
+TEST_F(RealRuns, FlushInsideTheLogHandlerReturnsAtOnce) {
+  const RefusedUploads refused(ca_.CertificatePem());
+  test::Recorded<bool> flushed_inside;
+  RQBehavior::setLogHandler(
+      [&](const RQBLogMessage&) { flushed_inside.Add(RQBehavior::flush(120s)); });
+  RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
+  for (int run = 0; run < 2; ++run) behavior.collectDeviceInformation("session-1");
+  EXPECT_TRUE(RQBehavior::flush(60s));
+  RQBehavior::setLogHandler(nullptr);
+  EXPECT_EQ(flushed_inside.Get(), (std::vector<bool>{false, false}));
 }
 
 TEST_F(RealRuns, RunsWithTheMainQueueNeverServedLeaveOneTaskThereAndNoThreadsOrDescriptors) {

@@ -6,6 +6,7 @@ in the background.
 
     python3 rqbehavior_example.py [path/to/libRQBehavior.so.3]
 """
+import atexit
 import ctypes
 import sys
 
@@ -44,12 +45,19 @@ def main():
     app = b"python-example"
 
     # The library's log, written the host's way. Called on the library's
-    # threads; removed before the interpreter shuts down.
+    # threads, so it must not be called once the interpreter shuts down: a
+    # ctypes callback cannot run then (Python ends a thread that tries). It
+    # is removed at exit, whichever way main() ends; once removal returns the
+    # handler is never called again, so the interpreter may release it, and
+    # later messages go to stderr.
     @LOG_HANDLER
     def log_line(message, _context):
         print(f"{app.decode()}: rqbehavior: {message.contents.text.decode()}", file=sys.stderr)
 
-    if lib.rqb_set_log_handler(log_line, None) != RQB_OK or lib.rqb_set_app(app) != RQB_OK:
+    if lib.rqb_set_log_handler(log_line, None) != RQB_OK:
+        sys.exit(f"{app.decode()}: the library is not usable")
+    atexit.register(lib.rqb_set_log_handler, LOG_HANDLER(), None)
+    if lib.rqb_set_app(app) != RQB_OK:
         sys.exit(f"{app.decode()}: the library is not usable")
 
     session = ctypes.create_string_buffer(RQB_SESSION_ID_SIZE)
@@ -63,12 +71,9 @@ def main():
     print(f"{app.decode()}: collecting the device profile for session {session.value.decode()}",
           flush=True)
 
-    # Before exiting, the host waits at most 15 seconds for the upload it started.
+    # Before exiting, the host waits at most 15 seconds for the upload it
+    # started (never from within the handler, where it would not wait).
     sent = lib.rqb_flush(15000) == RQB_OK
-
-    # Once this returns the handler is never called again, so the interpreter
-    # may release it.
-    lib.rqb_set_log_handler(LOG_HANDLER(), None)
     if not sent:
         sys.exit(f"{app.decode()}: the upload did not finish in time")
 

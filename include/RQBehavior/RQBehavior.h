@@ -86,14 +86,20 @@ class RQB_EXPORT RQBehavior {
   // promptly, and what it throws is dropped. Once this call returns, the
   // handler it replaced is not running on another thread and is never called
   // again, so its owner may release what it uses. May be called from within
-  // the handler.
+  // the handler. The handler may end its thread (pthread_exit, or a
+  // cancellation, as Python ends threads that call into it while it shuts
+  // down): the library lets the thread go and carries on; only that message
+  // is lost. flush() called from within the handler does not wait (below).
   static void setLogHandler(std::function<void(const RQBLogMessage&)> handler);
 
   // Waits until every collection run and upload started before the call has
   // finished, the upload's outcome included (a transport error is logged by
   // then), and returns true; returns false once `timeout` has passed first.
   // Runs and uploads started after the call do not delay it, and it never
-  // waits for the main queue. Optional: a host that wants its profiles sent
+  // waits for the main queue. Called from within the log handler it returns
+  // at once, whatever `timeout` says: the work being logged cannot finish
+  // before the handler returns, so it answers true only when nothing earlier
+  // is under way. Optional: a host that wants its profiles sent
   // before it exits calls it last, e.g. flush(std::chrono::seconds(15));
   // nothing else depends on it. Never throws.
   static bool flush(std::chrono::milliseconds timeout) noexcept;

@@ -102,7 +102,9 @@ RQB_EXPORT size_t rqb_drain_main_queue(void);
    milliseconds. RQB_OK when they have, RQB_TIMED_OUT when the time passed
    first. Runs started after the call do not delay it, and it never waits for
    the main queue. Optional: a host that wants its profiles sent before it
-   exits calls it last. */
+   exits calls it last. Called from within the log handler it does not wait:
+   the work being logged cannot finish before the handler returns, so it
+   answers at once, RQB_OK only when nothing earlier is under way. */
 RQB_EXPORT rqb_status rqb_flush(uint32_t timeout_ms);
 
 /* One message of the library's log, as a log handler receives it. Every
@@ -125,7 +127,16 @@ typedef void (*rqb_log_handler)(const rqb_log_message* message, void* context);
    thread logs, possibly on several at once. Once this call returns, the
    handler it replaced is not running on another thread and is never called
    again, so its context may be released. May be called from within the
-   handler. */
+   handler.
+
+   A handler should return promptly. It may end its own thread
+   (pthread_exit, or a cancellation): only that thread and that message are
+   lost, and the library carries on. Python does this to threads that call
+   into it while the interpreter shuts down, and a ctypes callback cannot be
+   called at all once the interpreter is gone, so a Python host removes its
+   handler (rqb_set_log_handler(NULL, NULL)) before it exits, for example
+   with atexit, after its last rqb_flush. rqb_flush called from within the
+   handler does not wait (see rqb_flush). */
 RQB_EXPORT rqb_status rqb_set_log_handler(rqb_log_handler handler, void* context);
 
 #ifdef __cplusplus

@@ -48,4 +48,8 @@ void SetLogHandler(LogHandler handler);
 // current platform's log. Never throws.
 void LogMessage(std::string_view message);
 
+// Whether the calling thread is inside LogMessage(), so possibly inside the
+// host's handler, which then holds up the work being logged.
+bool InsideLogHandler();
+
 }  // namespace rqb

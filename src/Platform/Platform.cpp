@@ -1,5 +1,7 @@
 #include "Platform/Platform.h"
 
+#include <cxxabi.h>
+
 #include <atomic>
 #include <cassert>
 #include <memory>
@@ -13,6 +15,9 @@ namespace rqb {
 namespace {
 
 std::atomic<const Platform*> g_override{nullptr};
+
+// How many log messages the calling thread is handing to a handler.
+thread_local int t_handler_calls = 0;
 
 // The host's log handler, replaced whole; revoking the one replaced waits for
 // its calls under way on other threads.
@@ -90,6 +95,11 @@ void SetLogHandler(LogHandler handler) {
         [handler = std::move(handler)](std::string_view message, const LogLinePrefix& prefix) {
           try {
             handler(message, prefix);
+          } catch (const abi::__forced_unwind&) {
+            // The handler ends its thread (pthread_exit, pthread_cancel, as
+            // Python does to threads that call in while it shuts down): the
+            // unwinding must go on, or the runtime aborts the process.
+            throw;
           } catch (...) {
             // The host's handler failed; nowhere is left to report it.
           }
@@ -100,14 +110,22 @@ void SetLogHandler(LogHandler handler) {
   if (replaced) replaced->Revoke();
 }
 
+bool InsideLogHandler() { return t_handler_calls > 0; }
+
 void LogMessage(std::string_view message) {
   LogSink& sink = *CurrentPlatform().log;
+  const struct HandlerCall {
+    HandlerCall() { ++t_handler_calls; }
+    ~HandlerCall() { --t_handler_calls; }
+  } inside;
   try {
     // A handler revoked between Get() and Invoke() has just been replaced:
     // the message goes to its replacement.
     while (const std::shared_ptr<HostLogHandler> handler = TheLogHandlerSlot().Get()) {
       if (handler->Invoke(message, sink.LinePrefix())) return;
     }
+  } catch (const abi::__forced_unwind&) {
+    throw;  // the handler ended its thread
   } catch (...) {
     // Out of memory before the handler ran: the platform's log still takes it.
   }

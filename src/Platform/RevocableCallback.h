@@ -30,11 +30,18 @@ class RevocableCallback {
       if (revoked_) return false;
       running_on_.push_back(std::this_thread::get_id());
     }
+    // Counted out however the call ends, also when the callback ends its
+    // thread and the thread unwinds through here.
+    struct CountOut {
+      RevocableCallback& callback;
+      ~CountOut() {
+        std::lock_guard lock(callback.mutex_);
+        callback.running_on_.erase(std::find(
+            callback.running_on_.begin(), callback.running_on_.end(), std::this_thread::get_id()));
+        callback.finished_.notify_all();
+      }
+    } count_out{*this};
     callback_(std::forward<Args>(args)...);
-    std::lock_guard lock(mutex_);
-    running_on_.erase(
-        std::find(running_on_.begin(), running_on_.end(), std::this_thread::get_id()));
-    finished_.notify_all();
     return true;
   }
 

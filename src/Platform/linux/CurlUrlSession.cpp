@@ -282,6 +282,21 @@ class TransferEngine {
   }
 
   void Run(const CurlFunctions& curl, EngineState& state) {
+    // A completion that runs here, when the delegate queue has no thread,
+    // may end this thread (a host's log handler that calls pthread_exit).
+    // The engine then counts as stopped and drops what it was transferring,
+    // so that the next upload starts a thread of its own and flush() does not
+    // wait for the dropped ones.
+    struct Stopped {
+      EngineState& state;
+      ~Stopped() {
+        const LibrarySection tls;
+        std::lock_guard lock(state.mutex);
+        state.running = false;
+        state.multi = nullptr;  // left to the dropped transfers' handles
+        state.active.clear();
+      }
+    } stopped{state};
     std::vector<Outcome> finished;
     for (;;) {
       CURLM* multi = WaitForWork(curl, state);
