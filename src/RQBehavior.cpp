@@ -4,14 +4,30 @@
 
 #include "Managers/RQBIdentityManager.h"
 #include "Managers/WorkInFlight.h"
+#include "Platform/ForkGate.h"
 #include "Platform/LogSink.h"
 #include "Platform/MainQueue.h"
 #include "Platform/Platform.h"
+#include "Utils/Guarded.h"
 #include "Utils/Text/Utf8.h"
 
+namespace {
+
+// The facade's settings, of which there is one set as there is one facade.
+struct FacadeSettings {
+  rqb::Guarded<std::optional<std::string>> app;
+  rqb::Guarded<std::optional<double>> requestTimeout;
+  rqb::Guarded<std::optional<std::string>> sessionId;
+};
+
+FacadeSettings& Settings() {
+  return rqb::MakeOnce([] { return new FacadeSettings(); });
+}
+
+}  // namespace
+
 RQBehavior& RQBehavior::shared() {
-  static RQBehavior* const instance = new RQBehavior();
-  return *instance;
+  return rqb::MakeOnce([] { return new RQBehavior(); });
 }
 
 RQBehavior& RQBehavior::getInstance(std::optional<std::string> app) {
@@ -34,10 +50,7 @@ std::string RQBehavior::generateSessionId() {
 }
 
 void RQBehavior::setRequestTimeout(std::optional<double> requestTimeout) {
-  {
-    std::lock_guard lock(mutex_);
-    requestTimeout_ = requestTimeout;
-  }
+  Settings().requestTimeout.Store(requestTimeout);
   RQBIdentifyManager::getInstance().setRequestTimeout(requestTimeout);
 }
 
@@ -62,29 +75,18 @@ bool RQBehavior::flush(std::chrono::milliseconds timeout) noexcept {
   return rqb::WorkInFlight::WaitForEarlierWork(timeout);
 }
 
-std::optional<std::string> RQBehavior::app() const {
-  std::lock_guard lock(mutex_);
-  return app_;
-}
+std::optional<std::string> RQBehavior::app() const { return Settings().app.Load(); }
 
 void RQBehavior::setApp(std::optional<std::string> app) {
-  app = rqb::TextOrNil(std::move(app));
-  std::lock_guard lock(mutex_);
-  app_ = std::move(app);
+  Settings().app.Store(rqb::TextOrNil(std::move(app)));
 }
 
 std::optional<double> RQBehavior::requestTimeout() const {
-  std::lock_guard lock(mutex_);
-  return requestTimeout_;
+  return Settings().requestTimeout.Load();
 }
 
-std::optional<std::string> RQBehavior::sessionId() const {
-  std::lock_guard lock(mutex_);
-  return sessionId_;
-}
+std::optional<std::string> RQBehavior::sessionId() const { return Settings().sessionId.Load(); }
 
 void RQBehavior::setSessionId(std::optional<std::string> sessionId) {
-  sessionId = rqb::TextOrNil(std::move(sessionId));
-  std::lock_guard lock(mutex_);
-  sessionId_ = std::move(sessionId);
+  Settings().sessionId.Store(rqb::TextOrNil(std::move(sessionId)));
 }

@@ -12,6 +12,8 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -134,6 +136,25 @@ TEST_F(HostProcess, LeavingMainOrCallingExitWhileRunsAndUploadsAreUnderWayEndsNo
           << outcome.err;
     }
   }
+}
+
+// A child forked while library threads hold the library's locks, or are
+// inside the libraries it uses, must not inherit a lock held by a thread it
+// does not have: its own run uploads, and it exits.
+TEST_F(HostProcess, ChildrenForkedWhileRunsAreInFlightUploadTheirOwnProfiles) {
+  constexpr int kChildren = 200;
+  Probe probe({"fork", Port(), ca_path_, std::to_string(kChildren)});
+  const Probe::Outcome outcome = probe.Wait();
+  ASSERT_TRUE(WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == 0)
+      << Describe(outcome.status) << "\n"
+      << outcome.out << outcome.err;
+  std::set<std::string> children;
+  for (const auto& request : receiver_.Requests()) {
+    const auto body = nlohmann::json::parse(request.body);
+    const std::string session = body["SessionID"];
+    if (session.starts_with("child-")) children.insert(session);
+  }
+  EXPECT_EQ(children.size(), static_cast<std::size_t>(kChildren));
 }
 
 TEST_F(HostProcess, WhenTheSystemRefusesThreadsARunIsDroppedWithALogLine) {

@@ -17,7 +17,6 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -123,11 +122,7 @@ class RQB_EXPORT RQBehavior {
   RQBehavior() = default;
   ~RQBehavior() = default;
 
-  // The shared instance, created on first use and never destroyed.
+  // The shared instance, created on first use and never destroyed. Its
+  // settings are kept in the library, beside it.
   static RQBehavior& shared();
-
-  mutable std::mutex mutex_;
-  std::optional<std::string> app_;        // guarded by mutex_
-  std::optional<double> requestTimeout_;  // guarded by mutex_
-  std::optional<std::string> sessionId_;  // guarded by mutex_
 };

@@ -3,14 +3,14 @@
 #include <memory>
 
 #include "Platform/DeviceCalendar.h"
+#include "Platform/ForkGate.h"
 #include "Platform/Platform.h"
 #include "RQBehavior/RQBConstants.h"
 #include "Utils/Geolocation/RQBGeolocation.h"
 #include "Utils/Text/NumberText.h"
 
 rqb::SharedGlobal<rqb::DateFormatter>& dtFormatter() {
-  static auto* const global = new rqb::SharedGlobal<rqb::DateFormatter>();
-  return *global;
+  return rqb::MakeOnce([] { return new rqb::SharedGlobal<rqb::DateFormatter>(); });
 }
 
 RQBLocationDataHelper::RQBLocationDataHelper() {

@@ -10,6 +10,7 @@
 #include "Managers/CollectionRunScope.h"
 #include "Managers/WorkInFlight.h"
 #include "Platform/ClassLookup.h"
+#include "Platform/ForkGate.h"
 #include "Platform/LogSink.h"
 #include "Platform/Platform.h"
 #include "Platform/TaskExecutor.h"
@@ -59,8 +60,7 @@ constexpr std::array<std::string_view, 29> kDataHelperRegistry = {
 }  // namespace
 
 RQBIdentifyManager& RQBIdentifyManager::getInstance() {
-  static RQBIdentifyManager* const instance = new RQBIdentifyManager();
-  return *instance;
+  return rqb::MakeOnce([] { return new RQBIdentifyManager(); });
 }
 
 void RQBIdentifyManager::setApp(std::optional<std::string> app) {

@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 
+#include "Platform/ForkGate.h"
 #include "Platform/PerProcess.h"
 
 namespace rqb {
@@ -18,8 +19,7 @@ struct Tracker {
 };
 
 PerProcess<Tracker>& Trackers() {
-  static auto* const trackers = new PerProcess<Tracker>();
-  return *trackers;
+  return MakeOnce([] { return new PerProcess<Tracker>(); });
 }
 
 // The sequence of the work the calling thread is doing, 0 for none, and the

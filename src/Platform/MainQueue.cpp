@@ -15,7 +15,7 @@ void DrainableMainQueue::Submit(std::function<void()> task) {
 }
 
 std::size_t DrainableMainQueue::Drain() {
-  std::lock_guard serving(serving_);
+  std::lock_guard serving(serving_.Get());
   std::deque<std::function<void()>> due;
   {
     std::lock_guard lock(mutex_);

@@ -6,6 +6,8 @@
 #include <functional>
 #include <mutex>
 
+#include "Platform/ForkGate.h"
+#include "Platform/PerProcess.h"
 #include "Platform/TaskExecutor.h"
 
 namespace rqb {
@@ -39,8 +41,10 @@ class DrainableMainQueue final : public MainQueue {
   void SetWakeHandler(std::function<void()> handler) override;
 
  private:
-  std::mutex serving_;  // held while tasks run, keeping the queue serial
-  std::mutex mutex_;
+  // Held while tasks run, keeping the queue serial; a forked child's own,
+  // as the parent may be serving it at the fork.
+  PerProcess<std::mutex> serving_;
+  ForkSafeMutex mutex_;
   std::deque<std::function<void()>> tasks_;  // guarded by mutex_
   std::function<void()> wake_handler_;       // guarded by mutex_
 };

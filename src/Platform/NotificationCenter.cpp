@@ -3,11 +3,12 @@
 #include <utility>
 #include <vector>
 
+#include "Platform/ForkGate.h"
+
 namespace rqb {
 
 NotificationCenter& NotificationCenter::Default() {
-  static NotificationCenter* const center = new NotificationCenter();
-  return *center;
+  return MakeOnce([] { return new NotificationCenter(); });
 }
 
 NotificationCenter::ObserverId NotificationCenter::AddObserver(std::string name,

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "Platform/ForkGate.h"
 #include "Platform/NotificationPoster.h"
 #include "Platform/RevocableCallback.h"
 
@@ -49,7 +50,7 @@ class NotificationCenter final {
     std::shared_ptr<RevocableCallback<const Notification&>> observer;
   };
 
-  std::mutex mutex_;
+  ForkSafeMutex mutex_;
   std::map<ObserverId, Registration> observers_;  // guarded by mutex_; ordered by id, so by age
   ObserverId next_id_ = 1;                        // guarded by mutex_
 };

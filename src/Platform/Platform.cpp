@@ -8,6 +8,7 @@
 #include <mutex>
 #include <utility>
 
+#include "Platform/ForkGate.h"
 #include "Platform/LogSink.h"
 #include "Platform/RevocableCallback.h"
 
@@ -35,14 +36,13 @@ class LogHandlerSlot {
   }
 
  private:
-  std::mutex mutex_;
+  ForkSafeMutex mutex_;
   std::shared_ptr<HostLogHandler> handler_;  // guarded by mutex_
 };
 
 // Never destroyed: a background thread may log while the process exits.
 LogHandlerSlot& TheLogHandlerSlot() {
-  static LogHandlerSlot* const slot = new LogHandlerSlot();
-  return *slot;
+  return MakeOnce([] { return new LogHandlerSlot(); });
 }
 
 template <typename Provider>

@@ -2,12 +2,15 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "Platform/PerProcess.h"
 
 namespace rqb {
 
@@ -25,42 +28,50 @@ class RevocableCallback {
 
   // Calls the callback unless it is revoked; returns whether it ran.
   bool Invoke(Args... args) {
+    Calls& calls = calls_.Get();
     {
-      std::lock_guard lock(mutex_);
-      if (revoked_) return false;
-      running_on_.push_back(std::this_thread::get_id());
+      std::lock_guard lock(calls.mutex);
+      if (revoked_.load(std::memory_order_relaxed)) return false;
+      calls.running_on.push_back(std::this_thread::get_id());
     }
     // Counted out however the call ends, also when the callback ends its
     // thread and the thread unwinds through here.
     struct CountOut {
-      RevocableCallback& callback;
+      Calls& calls;
       ~CountOut() {
-        std::lock_guard lock(callback.mutex_);
-        callback.running_on_.erase(std::find(
-            callback.running_on_.begin(), callback.running_on_.end(), std::this_thread::get_id()));
-        callback.finished_.notify_all();
+        std::lock_guard lock(calls.mutex);
+        calls.running_on.erase(std::find(calls.running_on.begin(), calls.running_on.end(),
+                                         std::this_thread::get_id()));
+        calls.finished.notify_all();
       }
-    } count_out{*this};
+    } count_out{calls};
     callback_(std::forward<Args>(args)...);
     return true;
   }
 
   void Revoke() {
-    std::unique_lock lock(mutex_);
-    revoked_ = true;
+    Calls& calls = calls_.Get();
+    std::unique_lock lock(calls.mutex);
+    revoked_.store(true, std::memory_order_relaxed);
     const std::thread::id self = std::this_thread::get_id();
-    finished_.wait(lock, [&] {
-      return std::all_of(running_on_.begin(), running_on_.end(),
+    calls.finished.wait(lock, [&] {
+      return std::all_of(calls.running_on.begin(), calls.running_on.end(),
                          [&](std::thread::id id) { return id == self; });
     });
   }
 
  private:
+  // The calls under way in one process: a forked child has none of its
+  // parent's, whose threads it does not have.
+  struct Calls {
+    std::mutex mutex;
+    std::condition_variable finished;
+    std::vector<std::thread::id> running_on;  // guarded by mutex; one entry per call under way
+  };
+
   const std::function<void(Args...)> callback_;  // never changes, so called unlocked
-  std::mutex mutex_;
-  std::condition_variable finished_;
-  bool revoked_ = false;                     // guarded by mutex_
-  std::vector<std::thread::id> running_on_;  // guarded by mutex_; one entry per call under way
+  std::atomic<bool> revoked_ = false;            // changed under the process's Calls::mutex
+  PerProcess<Calls> calls_;
 };
 
 }  // namespace rqb

@@ -10,6 +10,7 @@
 #include <mutex>
 #include <thread>
 
+#include "Platform/ForkGate.h"
 #include "Platform/RevocableCallback.h"
 #include "Platform/RunLoopWaiter.h"
 
@@ -88,7 +89,7 @@ class RunLoop final {
   const bool serves_main_queue_;
   const std::shared_ptr<RunLoopWaiter> waiter_;  // null when the system refused one
 
-  mutable std::mutex mutex_;
+  mutable ForkSafeMutex mutex_;
   std::deque<std::function<void()>> tasks_;  // guarded by mutex_
   std::map<SourceId, Source> sources_;       // guarded by mutex_
   SourceId next_source_id_ = 1;              // guarded by mutex_
@@ -123,7 +124,7 @@ class ScheduledSource final {
   std::function<void()> Signaller() const;
 
  private:
-  mutable std::mutex mutex_;
+  mutable ForkSafeMutex mutex_;
   std::shared_ptr<RunLoop> loop_;  // guarded by mutex_
   RunLoop::SourceId source_ = 0;   // guarded by mutex_
 };

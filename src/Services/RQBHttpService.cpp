@@ -7,6 +7,7 @@
 
 #include "Constants/RQBBuildConfig.h"
 #include "Managers/WorkInFlight.h"
+#include "Platform/ForkGate.h"
 #include "Platform/LogSink.h"
 #include "Platform/Platform.h"
 #include "RQBehavior/RQBConstants.h"
@@ -49,8 +50,7 @@ void HandleCompletion(const std::string& endPoint, const std::optional<rqb::UrlR
 }  // namespace
 
 RQBHttpService& RQBHttpService::getInstance() {
-  static RQBHttpService* const instance = new RQBHttpService();
-  return *instance;
+  return rqb::MakeOnce([] { return new RQBHttpService(); });
 }
 
 void RQBHttpService::sendDeviceFullInfo(const std::optional<rqb::JsonObject>& envelope) {

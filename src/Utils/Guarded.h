@@ -4,6 +4,8 @@
 #include <mutex>
 #include <utility>
 
+#include "Platform/ForkGate.h"
+
 namespace rqb {
 
 // Holds one value behind its own mutex: readers get a copy, writers replace
@@ -26,7 +28,7 @@ class Guarded {
   }
 
  private:
-  mutable std::mutex mutex_;
+  mutable ForkSafeMutex mutex_;
   T value_{};
 };
 

@@ -5,6 +5,8 @@
 #include <mutex>
 #include <utility>
 
+#include "Platform/ForkGate.h"
+
 namespace rqb {
 
 // Holds one shared object that any thread may read or replace. A reader keeps
@@ -28,7 +30,7 @@ class SharedGlobal {
   }
 
  private:
-  mutable std::mutex mutex_;
+  mutable ForkSafeMutex mutex_;
   std::shared_ptr<T> value_;  // guarded by mutex_
 };
 

@@ -12,24 +12,33 @@
 //   rqbehavior_host_probe no-getrandom <files|no-files>
 //       Prints two session identifiers while getrandom(2) answers ENOSYS, and
 //       with "no-files" while no file can be opened either.
+//   rqbehavior_host_probe fork <port> <ca.pem> <children>
+//       Keeps runs in flight on several threads and forks <children> times
+//       meanwhile; each child collects once for the session "child-<n>",
+//       waits for its upload and exits. Prints how the children ended.
 #include <RQBehavior/RQBehavior.h>
 #include <errno.h>
 #include <linux/audit.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <openssl/ssl.h>
+#include <signal.h>
 #include <stddef.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "Constants/RQBBuildConfig.h"
 #include "Platform/Platform.h"
@@ -133,6 +142,64 @@ int NoGetrandom(char** argv) {
   LeaveWithoutExitHandlers(0);
 }
 
+// A child that has not ended by then is stuck.
+constexpr auto kChildLimit = std::chrono::seconds(30);
+
+// Waits for `child`; false when it is stuck (it is killed then) or failed.
+bool ChildEnded(pid_t child) {
+  const auto limit = std::chrono::steady_clock::now() + kChildLimit;
+  int status = 0;
+  while (waitpid(child, &status, WNOHANG) == 0) {
+    if (std::chrono::steady_clock::now() > limit) {
+      kill(child, SIGKILL);
+      waitpid(child, &status, 0);
+      return false;
+    }
+    usleep(1000);
+  }
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+int Fork(char** argv) {
+  RouteUploads(argv[2], argv[3]);
+  const int children = std::atoi(argv[4]);
+  RQBehavior& behavior = RQBehavior::getInstance("probe-app");
+  // Four host threads each start a run every 20 ms: library threads are
+  // always collecting, reading preferences, hashing and uploading.
+  std::atomic<bool> stop = false;
+  std::vector<std::thread> hosts;
+  for (int i = 0; i < 4; ++i) {
+    hosts.emplace_back([&] {
+      while (!stop) {
+        behavior.collectDeviceInformation(behavior.generateSessionId());
+        usleep(20000);
+      }
+    });
+  }
+  // A few children at a time, each forked while the others run.
+  constexpr int kAtOnce = 4;
+  int failed = 0;
+  for (int n = 0; n < children;) {
+    std::vector<pid_t> batch;
+    for (; n < children && batch.size() < kAtOnce; ++n) {
+      const pid_t child = fork();
+      if (child == 0) {
+        behavior.collectDeviceInformation("child-" + std::to_string(n));
+        std::exit(RQBehavior::flush(std::chrono::seconds(20)) ? 0 : 3);
+      }
+      batch.push_back(child);
+    }
+    for (const pid_t child : batch) {
+      if (child < 0 || !ChildEnded(child)) ++failed;
+    }
+  }
+  stop = true;
+  for (std::thread& host : hosts) host.join();
+  std::printf("%d of %d children failed or hung\n", failed, children);
+  // The runs still queued are not waited for: the children are the test.
+  LeaveWithoutExitHandlers(failed == 0 ? 0 : 1);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -140,6 +207,7 @@ int main(int argc, char** argv) {
   if (mode == "leave" && argc == 7) return Leave(argv);
   if (mode == "no-threads" && argc == 2) return NoThreads();
   if (mode == "no-getrandom" && argc == 3) return NoGetrandom(argv);
+  if (mode == "fork" && argc == 5) return Fork(argv);
   std::fprintf(stderr, "usage: see the comment at the top of HostProbe.cpp\n");
   return kUsage;
 }

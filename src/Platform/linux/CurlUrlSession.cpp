@@ -13,6 +13,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "Platform/ForkGate.h"
 #include "Platform/PerProcess.h"
 #include "Platform/ThreadPool.h"
 #include "Platform/linux/CurlLibrary.h"
@@ -232,8 +233,7 @@ std::optional<std::string> Configure(const CurlFunctions& curl, Transfer& transf
 class TransferEngine {
  public:
   static TransferEngine& Instance() {
-    static TransferEngine* const engine = new TransferEngine();
-    return *engine;
+    return MakeOnce([] { return new TransferEngine(); });
   }
 
   // Queues `transfer`. When libcurl cannot be loaded, or there is no

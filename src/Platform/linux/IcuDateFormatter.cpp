@@ -11,6 +11,8 @@
 #include <mutex>
 #include <utility>
 
+#include "Platform/ForkGate.h"
+
 namespace rqb {
 namespace {
 
@@ -21,7 +23,7 @@ constexpr std::size_t kKeptFormatters = 4;
 
 // One ICU formatter, made on first use.
 struct SharedFormat {
-  std::mutex mutex;
+  ForkSafeMutex mutex;                            // also keeps fork() out of ICU's own locks
   bool made = false;                              // guarded by mutex
   std::unique_ptr<icu::SimpleDateFormat> format;  // guarded by mutex; null when ICU refused
 };
@@ -69,14 +71,13 @@ class SharedFormats {
     std::shared_ptr<SharedFormat> format;
   };
 
-  std::mutex mutex_;
+  ForkSafeMutex mutex_;
   std::list<Entry> entries_;  // guarded by mutex_
 };
 
 // Never destroyed: collection threads may format while the process exits.
 SharedFormats& TheSharedFormats() {
-  static auto* const formats = new SharedFormats();
-  return *formats;
+  return MakeOnce([] { return new SharedFormats(); });
 }
 
 }  // namespace

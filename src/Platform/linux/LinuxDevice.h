@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "Platform/Device.h"
+#include "Platform/ForkGate.h"
 #include "Platform/linux/OsRelease.h"
 
 namespace rqb {
@@ -74,7 +75,7 @@ class LinuxDevice final : public Device {
   std::atomic<bool> battery_monitoring_{false};
   // The last identifier for the vendor and what it was computed from.
   struct ComputedIdentifier {
-    std::mutex mutex;
+    ForkSafeMutex mutex;
     std::string machine_id;                            // guarded by mutex
     std::string application;                           // guarded by mutex
     std::optional<std::optional<std::string>> result;  // guarded by mutex; none yet

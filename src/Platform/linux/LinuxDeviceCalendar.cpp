@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "Platform/ForkGate.h"
 #include "Platform/RunReadings.h"
 #include "Platform/linux/LinuxEnvironment.h"
 #include "Utils/Text/Utf8.h"
@@ -36,7 +37,10 @@ class RecentAnswers {
         if (asked == question) return answer;
       }
     }
-    Answer answer = ask();
+    Answer answer = [&] {
+      const ForkGuard icu_takes_locks_of_its_own;
+      return ask();
+    }();
     std::lock_guard lock(mutex_);
     if (answers_.size() == kKept) answers_.erase(answers_.begin());
     answers_.emplace_back(question, answer);
@@ -45,7 +49,7 @@ class RecentAnswers {
 
  private:
   static constexpr std::size_t kKept = 4;
-  std::mutex mutex_;
+  ForkSafeMutex mutex_;
   std::vector<std::pair<std::string, Answer>> answers_;  // guarded by mutex_
 };
 
@@ -56,8 +60,7 @@ struct WeekRules {
 
 WeekRules WeekRulesOf(const std::string& locale_id) {
   // Never destroyed: collection threads may ask while the process exits.
-  static auto* const known = new RecentAnswers<WeekRules>();
-  return known->Get(locale_id, [&] {
+  return MakeOnce([] { return new RecentAnswers<WeekRules>(); }).Get(locale_id, [&] {
     UErrorCode status = U_ZERO_ERROR;
     // Week rules do not depend on the zone; naming one keeps ICU from looking
     // for the host's default.
@@ -70,8 +73,7 @@ WeekRules WeekRulesOf(const std::string& locale_id) {
 
 // Whether ICU knows the zone `name`.
 bool IsKnownZone(const std::string& name) {
-  static auto* const known = new RecentAnswers<bool>();
-  return known->Get(name, [&] {
+  return MakeOnce([] { return new RecentAnswers<bool>(); }).Get(name, [&] {
     icu::UnicodeString canonical;
     UErrorCode status = U_ZERO_ERROR;
     icu::TimeZone::getCanonicalID(icu::UnicodeString::fromUTF8(name), canonical, status);
@@ -130,10 +132,14 @@ std::string LinuxDeviceCalendar::CurrentTimeZone() const {
 }
 
 CalendarSettings LinuxDeviceCalendar::Current() const {
+  std::string locale;
+  {
+    const ForkGuard icu_takes_locks_of_its_own;
+    locale = icu::Locale::getDefault().getName();
+  }
   // The formatters of one run share its reading of the zone.
   return CalendarSettingsFor(
-      icu::Locale::getDefault().getName(),
-      RunReadings::Shared<std::string>(this, [&] { return CurrentTimeZone(); }));
+      locale, RunReadings::Shared<std::string>(this, [&] { return CurrentTimeZone(); }));
 }
 
 std::shared_ptr<DateFormatter> LinuxDeviceCalendar::CreateDateFormatter(

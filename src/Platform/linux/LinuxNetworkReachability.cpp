@@ -14,6 +14,7 @@
 #include <utility>
 #include <variant>
 
+#include "Platform/ForkGate.h"
 #include "Platform/RunLoop.h"
 #include "Platform/linux/LinuxEnvironment.h"
 #include "Platform/linux/Netlink.h"
@@ -168,7 +169,7 @@ class LinuxReachabilityTarget final : public ReachabilityTarget {
  private:
   // Where a watch's signal goes once the source is on its loop.
   struct SignalTo {
-    std::mutex mutex;
+    ForkSafeMutex mutex;
     std::function<void()> signal;  // guarded by mutex
   };
 
@@ -209,7 +210,7 @@ class LinuxReachabilityTarget final : public ReachabilityTarget {
   }
 
   const Destination destination_;
-  std::mutex mutex_;
+  ForkSafeMutex mutex_;
   Callback callback_;                            // guarded by mutex_
   std::shared_ptr<RouteWatch> watch_;            // guarded by mutex_; set while scheduled
   RouteWatch::WatcherId watcher_ = 0;            // guarded by mutex_

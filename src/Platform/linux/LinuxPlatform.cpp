@@ -1,5 +1,6 @@
 // The default platform on Linux: real readings of this machine.
 #include "DataHelpers/RQBDataHelperRegistry.h"
+#include "Platform/ForkGate.h"
 #include "Platform/MainQueue.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/Platform.h"
@@ -64,8 +65,7 @@ Platform* MakeLinuxPlatform() {
 
 const Platform& DefaultPlatform() {
   // Never destroyed: background threads may still use it while the process exits.
-  static const Platform* const platform = MakeLinuxPlatform();
-  return *platform;
+  return MakeOnce([] { return MakeLinuxPlatform(); });
 }
 
 }  // namespace rqb

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Platform/ForkGate.h"
 #include "Platform/Preferences.h"
 
 namespace rqb {
@@ -66,7 +67,7 @@ class LinuxPreferences final : public Preferences {
   const std::string& Path();
 
   const std::vector<std::string> keyboard_configs_;
-  std::mutex mutex_;
+  ForkSafeMutex mutex_;
   std::optional<std::string> path_;  // guarded by mutex_
   // Texts set but not yet written, by key.
   std::map<std::string, std::string, std::less<>> pending_;  // guarded by mutex_

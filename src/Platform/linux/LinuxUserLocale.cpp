@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "Platform/ForkGate.h"
 #include "Platform/RunReadings.h"
 #include "Platform/linux/LinuxEnvironment.h"
 #include "Utils/Text/Utf8.h"
@@ -85,6 +86,7 @@ namespace {
 LocaleReading ReadProcessLocale() {
   static const char kRunReading = 0;
   return RunReadings::Shared<LocaleReading>(&kRunReading, [] {
+    const ForkGuard icu_takes_locks_of_its_own;
     return ReadLocale({Environment("LANGUAGE"), Environment("LC_ALL"), Environment("LC_MESSAGES"),
                        Environment("LANG")});
   });

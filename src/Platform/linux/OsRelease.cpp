@@ -2,6 +2,7 @@
 
 #include <sys/utsname.h>
 
+#include "Platform/ForkGate.h"
 #include "Platform/linux/LinuxEnvironment.h"
 #include "Utils/Text/Utf8.h"
 
@@ -50,8 +51,7 @@ RunningSystem ReadRunningSystemAt(const std::string& root) {
 }
 
 const RunningSystem& ReadRunningSystem() {
-  static const RunningSystem* const running = new RunningSystem(ReadRunningSystemAt(""));
-  return *running;
+  return MakeOnce([] { return new RunningSystem(ReadRunningSystemAt("")); });
 }
 
 }  // namespace rqb

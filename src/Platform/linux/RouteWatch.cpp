@@ -1,13 +1,14 @@
 #include "Platform/linux/RouteWatch.h"
 
 #include <linux/rtnetlink.h>
-#include <pthread.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <utility>
 #include <vector>
+
+#include "Platform/PerProcess.h"
 
 namespace rqb {
 namespace {
@@ -56,8 +57,7 @@ const std::optional<NamespaceKey>& CallingThreadNamespace() {
 class RouteWatchRegistry {
  public:
   static RouteWatchRegistry& Instance() {
-    static RouteWatchRegistry* const registry = new RouteWatchRegistry();
-    return *registry;
+    return MakeOnce([] { return new RouteWatchRegistry(); });
   }
 
   std::shared_ptr<RouteWatch> Find(const std::optional<NamespaceKey>& key,
@@ -79,46 +79,12 @@ class RouteWatchRegistry {
   }
 
  private:
-  RouteWatchRegistry() : home_key_(NamespaceOf("/proc/self/ns/net")) {
-    pthread_atfork([] { Instance().BeforeFork(); }, [] { Instance().AfterForkInParent(); },
-                   [] { Instance().AfterForkInChild(); });
-  }
+  RouteWatchRegistry() : home_key_(NamespaceOf("/proc/self/ns/net")) {}
 
-  // Every watch's lock is taken across fork(), so that the child finds them
-  // all consistent and free.
-  void BeforeFork() {
-    mutex_.lock();
-    if (home_) forking_.push_back(home_);
-    for (const auto& [key, weak] : others_) {
-      if (std::shared_ptr<RouteWatch> watch = weak.lock()) forking_.push_back(std::move(watch));
-    }
-    for (const auto& watch : forking_) watch->mutex_.lock();
-  }
-
-  void AfterForkInParent() {
-    for (const auto& watch : forking_) watch->mutex_.unlock();
-    ReleaseForking();
-  }
-
-  void AfterForkInChild() {
-    for (const auto& watch : forking_) {
-      watch->ReopenInChild();
-      watch->mutex_.unlock();
-    }
-    ReleaseForking();
-  }
-
-  void ReleaseForking() {
-    std::vector<std::shared_ptr<RouteWatch>> released = std::move(forking_);
-    forking_.clear();
-    mutex_.unlock();
-  }
-
-  std::mutex mutex_;
+  ForkSafeMutex mutex_;
   const std::optional<NamespaceKey> home_key_;
   std::shared_ptr<RouteWatch> home_;                          // guarded by mutex_
   std::map<NamespaceKey, std::weak_ptr<RouteWatch>> others_;  // guarded by mutex_
-  std::vector<std::shared_ptr<RouteWatch>> forking_;          // guarded by mutex_
 };
 
 std::shared_ptr<RouteWatch> RouteWatch::OfCallingThread(Lookup lookup) {
@@ -131,9 +97,11 @@ std::shared_ptr<RouteWatch> RouteWatch::Open() {
   return std::shared_ptr<RouteWatch>(new RouteWatch(std::move(*events)));
 }
 
-RouteWatch::RouteWatch(NetlinkSocket events) : events_(std::move(events)), fd_(events_.fd()) {}
+RouteWatch::RouteWatch(NetlinkSocket events)
+    : events_(std::move(events)), fd_(events_.fd()), opened_in_(ForkGeneration()) {}
 
 bool RouteWatch::TakeEventsLocked() {
+  if (opened_in_ != ForkGeneration()) ReopenInChild();
   if (broken_ || !events_.Drain()) return false;
   ++generation_;
   ipv4_.reset();
@@ -203,6 +171,7 @@ void RouteWatch::RemoveWatcher(WatcherId id) {
 }
 
 void RouteWatch::ReopenInChild() {
+  opened_in_ = ForkGeneration();
   ++generation_;
   ipv4_.reset();
   ipv6_.reset();

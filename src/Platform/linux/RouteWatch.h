@@ -7,9 +7,9 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 
+#include "Platform/ForkGate.h"
 #include "Platform/NetworkReachability.h"
 #include "Platform/linux/Netlink.h"
 
@@ -22,7 +22,8 @@ namespace rqb {
 // change from the others.
 //
 // After fork() the child gets a socket of its own in place of the parent's
-// (same descriptor number), so that neither process takes the other's events.
+// (same descriptor number) before it takes any event, so that neither process
+// takes the other's events.
 class RouteWatch {
  public:
   enum class Lookup {
@@ -73,13 +74,15 @@ class RouteWatch {
   bool TakeEventsLocked();
   // Calls the watchers' signals; without mutex_.
   void Signal();
-  // In a forked child, with mutex_ held since before the fork: a socket of
-  // the child's own under the same descriptor, and nothing cached.
+  // In a forked child, before its first use of the socket, with mutex_ held:
+  // a socket of the child's own under the same descriptor, and nothing
+  // cached.
   void ReopenInChild();
 
   NetlinkSocket events_;
   const int fd_;
-  mutable std::mutex mutex_;
+  mutable ForkSafeMutex mutex_;
+  std::uint64_t opened_in_;       // guarded by mutex_: the fork generation of the socket
   bool broken_ = false;           // guarded by mutex_: no socket of its own after fork
   std::uint64_t generation_ = 0;  // guarded by mutex_
   // The default route's flags, until the next event.

@@ -1,11 +1,11 @@
 #include "Platform/linux/RuntimeLibrary.h"
 
 #include <dlfcn.h>
-#include <pthread.h>
 
 #include <array>
 #include <cstdlib>
 
+#include "Platform/ForkGate.h"
 #include "Platform/PerProcess.h"
 
 namespace rqb {
@@ -26,6 +26,7 @@ std::string LastDlError(const char* what) {
   return text != nullptr ? std::string(text) : std::string(what) + ": not found";
 }
 
+// Closed for good once exit() has begun.
 struct Gate {
   std::shared_mutex sections;
 };
@@ -34,19 +35,6 @@ PerProcess<Gate>& TheGate() {
   static auto* const gate = new PerProcess<Gate>();  // never destroyed: used inside exit()
   return *gate;
 }
-
-// Holds the gate across fork(2) in the parent. The child's gate is a fresh
-// one (PerProcess), as this one is locked by a thread that is not the child's.
-void HoldForFork() { TheGate().Get().sections.lock(); }
-void ReleaseAfterFork() { TheGate().Get().sections.unlock(); }
-
-// Registered when the library is loaded, before it starts any thread: a
-// registration made later, by a library thread, could itself be cut off by a
-// fork.
-[[maybe_unused]] const bool g_forks_wait_for_sections = [] {
-  TheGate().Get();
-  return pthread_atfork(&HoldForFork, &ReleaseAfterFork, nullptr) == 0;
-}();
 
 }  // namespace
 
@@ -65,9 +53,17 @@ void* RuntimeLibrary::Address(const char* symbol) {
   return address;
 }
 
-LibrarySection::LibrarySection() : gate_(TheGate().Get().sections) { gate_.lock_shared(); }
+LibrarySection::LibrarySection() : gate_(TheGate().Get().sections) {
+  // The exit gate first: a thread that waits there for ever, once exit has
+  // begun, holds nothing that fork() waits for.
+  gate_.lock_shared();
+  ForkGuard::Enter();
+}
 
-LibrarySection::~LibrarySection() { gate_.unlock_shared(); }
+LibrarySection::~LibrarySection() {
+  ForkGuard::Leave();
+  gate_.unlock_shared();
+}
 
 void CloseLibrarySectionsAtExit() {
   static std::atomic<bool> closed{false};

@@ -46,10 +46,10 @@ class RuntimeLibrary {
 // may cut off: the loading of a library (a child forked meanwhile would
 // inherit the loader's lock, held by a thread it does not have, and hang in
 // its own first load), and calls into OpenSSL, directly or through libcurl.
-// fork waits for the sections under way, so that a child never inherits a
-// lock one of them held. From the exit handler of CloseLibrarySectionsAtExit() on, no section
-// starts again and exit waits for those under way. Host threads never take
-// one: they would wait for ever once exit has begun. Sections do not nest.
+// A section holds a ForkGuard, so fork waits for the sections under way. From
+// the exit handler of CloseLibrarySectionsAtExit() on, no section starts
+// again and exit waits for those under way. Host threads never take one: they
+// would wait for ever once exit has begun. Sections do not nest.
 class LibrarySection {
  public:
   LibrarySection();

@@ -5,17 +5,16 @@
 #include <mutex>
 
 #include "Platform/DeviceCalendar.h"
+#include "Platform/ForkGate.h"
 #include "Platform/MainQueue.h"
 #include "Platform/Platform.h"
 
 rqb::SharedGlobal<rqb::LocationManager>& geoLocationManager() {
-  static auto* const global = new rqb::SharedGlobal<rqb::LocationManager>();
-  return *global;
+  return rqb::MakeOnce([] { return new rqb::SharedGlobal<rqb::LocationManager>(); });
 }
 
 rqb::SharedGlobal<rqb::DateFormatter>& dateFormatter() {
-  static auto* const global = new rqb::SharedGlobal<rqb::DateFormatter>();
-  return *global;
+  return rqb::MakeOnce([] { return new rqb::SharedGlobal<rqb::DateFormatter>(); });
 }
 
 namespace {
@@ -26,13 +25,12 @@ namespace {
 // the token, so a queue that is dropped with the task frees the way for the
 // next one.
 struct WaitingCreation {
-  std::mutex mutex;
+  rqb::ForkSafeMutex mutex;
   std::weak_ptr<void> token;  // guarded by mutex
 };
 
 WaitingCreation& Waiting() {
-  static auto* const waiting = new WaitingCreation();
-  return *waiting;
+  return rqb::MakeOnce([] { return new WaitingCreation(); });
 }
 
 // A token for a new creation task, or nothing when one is waiting already.
