@@ -40,8 +40,9 @@ class HttpsUpload : public PlatformTest {
  protected:
   // Uploads go to the receiver and trust the certificates in `trusted_pem`,
   // or the system's CA store when it is empty.
-  void Route(const std::string& trusted_pem) {
-    curl_.emplace(CurlUrlSessionFactory::LoopbackRoute(kAuthority, receiver_.port(), trusted_pem));
+  void Route(const std::string& trusted_pem, int port = 0) {
+    curl_.emplace(CurlUrlSessionFactory::LoopbackRoute(
+        kAuthority, port != 0 ? port : receiver_.port(), trusted_pem));
     Platform routed;
     routed.url_sessions = &*curl_;
     route_.emplace(routed);
@@ -206,6 +207,24 @@ TEST_F(HttpsUpload, AnEndlessAnswerCostsNoMemoryAndEndsAtTheTimeOut) {
   EXPECT_LT(most - before, kFlat);
   EXPECT_THAT(log_.Lines(), testing::ElementsAre(
                                 testing::StartsWith("variables POST ERROR: Operation timed out")));
+}
+
+// A service slower than the uploads: every upload still ends within its
+// time-out of being handed over, answered or with a log line, as the
+// platform's tasks do; none waits in a queue that only grows.
+TEST_F(HttpsUpload, UploadsToAServiceSlowerThanThemEndWithinTheirTimeOut) {
+  LoopbackReceiver slow(ca_, kHost, 1);
+  slow.SetAnswerDelay(250ms);
+  Route(ca_.CertificatePem(), slow.port());
+  // Twenty seconds of the service's work, ten rounds of time-outs for its
+  // eight connections at a time.
+  constexpr std::size_t kUploads = 80;
+  for (std::size_t i = 0; i < kUploads; ++i) Upload(Envelope(), 1);
+  EXPECT_TRUE(RQBehavior::flush(5s)) << "an upload outlived its 1-second time-out";
+  const std::vector<std::string> lines = log_.Lines();
+  EXPECT_THAT(lines, testing::Each(testing::AllOf(testing::StartsWith("variables POST ERROR: "),
+                                                  testing::ContainsRegex("time(d )?out"))));
+  EXPECT_GE(slow.RequestCount() + lines.size(), kUploads) << "an upload ended without a trace";
 }
 
 }  // namespace

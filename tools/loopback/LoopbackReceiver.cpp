@@ -31,14 +31,18 @@ std::string ReceivedRequest::Header(std::string_view name) const {
   return {};
 }
 
-LoopbackReceiver::LoopbackReceiver(const TestCertificateAuthority& ca, const std::string& host) {
+LoopbackReceiver::LoopbackReceiver(const TestCertificateAuthority& ca, const std::string& host,
+                                   std::size_t threads) {
   ServerCredentials credentials = ca.IssueServerCredentials(host);
-  server_ = std::make_unique<httplib::SSLServer>(credentials.certificate.get(),
-                                                 credentials.key.get());
+  server_ =
+      std::make_unique<httplib::SSLServer>(credentials.certificate.get(), credentials.key.get());
   if (!server_->is_valid()) throw std::runtime_error("loopback receiver: TLS set-up failed");
   // The response goes out in two writes; with Nagle's algorithm on, the
   // second waits for the client's delayed acknowledgement (about 40 ms).
   server_->set_tcp_nodelay(true);
+  if (threads > 0) {
+    server_->new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
+  }
   server_->Post(".*", [this](const httplib::Request& request, httplib::Response& response) {
     ReceivedRequest received;
     received.method = request.method;
@@ -54,6 +58,12 @@ LoopbackReceiver::LoopbackReceiver(const TestCertificateAuthority& ca, const std
     arrived_.notify_all();
     answering_changed_.wait(lock, [this] { return answering_ != Answering::kHeld; });
     response.status = status_;
+    if (answer_delay_.count() > 0) {
+      const std::chrono::milliseconds delay = answer_delay_;
+      lock.unlock();
+      std::this_thread::sleep_for(delay);
+      lock.lock();
+    }
     if (answering_ == Answering::kEndlessBody) {
       response.set_chunked_content_provider(
           "application/octet-stream", [this](std::size_t, httplib::DataSink& sink) {
@@ -90,6 +100,11 @@ void LoopbackReceiver::SetAnswering(Answering answering) {
 
 std::uint64_t LoopbackReceiver::EndlessBytesSent() const { return endless_bytes_; }
 
+void LoopbackReceiver::SetAnswerDelay(std::chrono::milliseconds delay) {
+  std::lock_guard lock(mutex_);
+  answer_delay_ = delay;
+}
+
 std::vector<ReceivedRequest> LoopbackReceiver::Requests() const {
   std::lock_guard lock(mutex_);
   return requests_;
@@ -100,8 +115,7 @@ std::size_t LoopbackReceiver::RequestCount() const {
   return requests_.size();
 }
 
-bool LoopbackReceiver::WaitForRequests(std::size_t count,
-                                       std::chrono::milliseconds timeout) const {
+bool LoopbackReceiver::WaitForRequests(std::size_t count, std::chrono::milliseconds timeout) const {
   std::unique_lock lock(mutex_);
   return arrived_.wait_for(lock, timeout, [&] { return requests_.size() >= count; });
 }

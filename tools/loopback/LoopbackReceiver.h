@@ -38,8 +38,11 @@ struct ReceivedRequest {
 class LoopbackReceiver {
  public:
   // Serves HTTPS for `host` on an ephemeral port of 127.0.0.1, with a
-  // certificate signed by `ca`, and answers every POST with status 200.
-  LoopbackReceiver(const TestCertificateAuthority& ca, const std::string& host);
+  // certificate signed by `ca`, and answers every POST with status 200. With
+  // `threads`, serves on that many threads, one connection at a time each;
+  // else on the HTTP library's default pool.
+  LoopbackReceiver(const TestCertificateAuthority& ca, const std::string& host,
+                   std::size_t threads = 0);
   ~LoopbackReceiver();
 
   LoopbackReceiver(const LoopbackReceiver&) = delete;
@@ -56,6 +59,8 @@ class LoopbackReceiver {
   void SetAnswering(Answering answering);
   // Bytes of endless bodies sent so far.
   std::uint64_t EndlessBytesSent() const;
+  // How long each later POST takes before it is answered: a slow service.
+  void SetAnswerDelay(std::chrono::milliseconds delay);
 
   std::vector<ReceivedRequest> Requests() const;
   std::size_t RequestCount() const;
@@ -69,9 +74,10 @@ class LoopbackReceiver {
   mutable std::mutex mutex_;
   mutable std::condition_variable arrived_;
   std::condition_variable answering_changed_;
-  std::vector<ReceivedRequest> requests_;     // guarded by mutex_
-  int status_ = 200;                          // guarded by mutex_
-  Answering answering_ = Answering::kAtOnce;  // guarded by mutex_
+  std::vector<ReceivedRequest> requests_;      // guarded by mutex_
+  int status_ = 200;                           // guarded by mutex_
+  Answering answering_ = Answering::kAtOnce;   // guarded by mutex_
+  std::chrono::milliseconds answer_delay_{0};  // guarded by mutex_
   std::atomic<std::uint64_t> endless_bytes_{0};
   const std::string endless_chunk_ = std::string(64 * 1024, 'x');
 };

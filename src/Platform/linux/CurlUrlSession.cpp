@@ -5,6 +5,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <condition_variable>
 #include <deque>
@@ -35,6 +37,12 @@ namespace {
 // Transfers in flight at once; the rest wait in order. Keeps a burst of
 // uploads from opening hundreds of TLS connections together.
 constexpr std::size_t kMaxActiveTransfers = 8;
+
+// How long the transfer thread waits for its connections at most, so that
+// waiting transfers whose time-out ran out are failed promptly.
+constexpr std::chrono::milliseconds kLongestPoll{1000};
+
+using Clock = std::chrono::steady_clock;
 
 // The descriptors of the connections that transfers have open. Touched by
 // the transfer thread inside LibrarySections only, so that a fork, which waits for
@@ -88,6 +96,9 @@ struct Transfer {
   UrlSessionConfiguration configuration;
   std::shared_ptr<const CurlSessionSettings> settings;
   DataTaskCompletionHandler completion;
+  // When the resource time-out runs out, counted from the task's start as the
+  // platform counts it, the wait for a free slot included; none without one.
+  std::optional<Clock::time_point> deadline;
 
   Easy easy{nullptr, EasyDeleter{}};
   Slist headers{nullptr, SlistDeleter{}};
@@ -201,7 +212,14 @@ std::optional<std::string> Configure(const CurlFunctions& curl, Transfer& transf
     set(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
     set(easy, CURLOPT_LOW_SPEED_TIME, idle);
   }
-  set(easy, CURLOPT_TIMEOUT, LimitSeconds(transfer.configuration.timeout_interval_for_resource));
+  // What is left of the resource time-out, which began when the task did.
+  long remaining_ms = 0;
+  if (transfer.deadline) {
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(*transfer.deadline - Clock::now());
+    remaining_ms = std::max<long>(1, static_cast<long>(left.count()));
+  }
+  set(easy, CURLOPT_TIMEOUT_MS, remaining_ms);
 
   if (transfer.connect_to) {
     set(easy, CURLOPT_CONNECT_TO, transfer.connect_to.get());
@@ -320,9 +338,12 @@ class TransferEngine {
           }
         }
       }
+      const std::chrono::milliseconds poll = ExpireWaiting(state, finished);
       for (Outcome& outcome : finished) Complete(std::move(outcome));
       finished.clear();
-      if (!state.active.empty()) curl.multi_poll(multi, nullptr, 0, 1000, nullptr);
+      if (!state.active.empty()) {
+        curl.multi_poll(multi, nullptr, 0, static_cast<int>(poll.count()), nullptr);
+      }
     }
   }
 
@@ -362,6 +383,41 @@ class TransferEngine {
     }
   }
 
+  // Fails the waiting transfers whose time-out has run out, as the platform
+  // fails a task that found no connection in time: a service slower than the
+  // uploads costs log lines, not a queue and memory that grow without end.
+  // Returns how long to wait for the connections before the next one runs out.
+  std::chrono::milliseconds ExpireWaiting(EngineState& state, std::vector<Outcome>& finished) {
+    const Clock::time_point now = Clock::now();
+    std::chrono::milliseconds poll = kLongestPoll;
+    std::lock_guard lock(state.mutex);
+    for (auto transfer = state.waiting.begin(); transfer != state.waiting.end();) {
+      if (TimedOut(**transfer, now)) {
+        finished.push_back(TimeOutWhileWaiting(**transfer));
+        transfer = state.waiting.erase(transfer);
+        continue;
+      }
+      if ((*transfer)->deadline) {
+        poll = std::min(poll,
+                        std::chrono::ceil<std::chrono::milliseconds>(*(*transfer)->deadline - now));
+      }
+      ++transfer;
+    }
+    return poll;
+  }
+
+  static bool TimedOut(const Transfer& transfer, Clock::time_point now) {
+    return transfer.deadline && *transfer.deadline <= now;
+  }
+
+  static Outcome TimeOutWhileWaiting(Transfer& transfer) {
+    const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::duration<double>(transfer.configuration.timeout_interval_for_resource));
+    return {std::move(transfer.completion), std::nullopt,
+            UrlError{"Operation timed out after " + std::to_string(waited.count()) +
+                     " milliseconds before it could be sent"}};
+  }
+
   void Admit(const CurlFunctions& curl, EngineState& state, CURLM* multi,
              std::vector<Outcome>& finished) {
     while (state.active.size() < kMaxActiveTransfers) {
@@ -371,6 +427,10 @@ class TransferEngine {
         if (state.waiting.empty()) return;
         transfer = std::move(state.waiting.front());
         state.waiting.pop_front();
+      }
+      if (TimedOut(*transfer, Clock::now())) {
+        finished.push_back(TimeOutWhileWaiting(*transfer));
+        continue;
       }
       std::optional<std::string> failure = Configure(curl, *transfer);
       if (!failure && curl.multi_add_handle(multi, transfer->easy.get()) != CURLM_OK) {
@@ -432,6 +492,11 @@ class CurlUrlSession final : public UrlSession {
     transfer->configuration = configuration_;
     transfer->settings = settings_;
     transfer->completion = std::move(completion);
+    if (const double seconds = configuration_.timeout_interval_for_resource; seconds > 0) {
+      transfer->deadline =
+          Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                             std::chrono::duration<double>(std::min(seconds, 1e9)));
+    }
     TransferEngine::Instance().Start(std::move(transfer));
   }
 

@@ -33,7 +33,10 @@ class CurlUrlSessionFactory final : public UrlSessionFactory {
 
   // Sessions made here run every transfer on one process-wide libcurl thread,
   // at most a few at a time, and run completions in order on one shared
-  // delegate thread. A transfer's time-outs start when it leaves the queue.
+  // delegate thread. The resource time-out counts from the task's start, the
+  // wait for a free slot included: a task still waiting when it runs out fails
+  // with a transport error. The request (idle) time-out counts from when the
+  // task leaves the queue.
   // Cookies are never stored and connections are not reused between tasks.
   // Response bodies are discarded as they arrive, so completions get no data.
   //
