@@ -43,8 +43,10 @@ typedef NS_ERROR_ENUM(RQ_BEHAVIOR_ERROR_DOMAIN, RQBErrorCode){
 // through one is read through the others. Properties are non-atomic: the
 // settings are meant to be changed from one thread at a time.
 //
-// Texts travel as UTF-8 inside the library: a string holding a lone
-// surrogate, which UTF-8 cannot carry, counts as nil.
+// The library keeps the values, not the objects: a getter returns an object
+// equal to what was set (requestTimeout as a double NSNumber). Texts travel
+// as UTF-8 inside the library: a string holding a lone surrogate, which UTF-8
+// cannot carry, counts as nil.
 RQB_EXPORT
 @interface RQBehavior : NSObject
 
