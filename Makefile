@@ -71,7 +71,8 @@ package: deps
 	cd build-package && cpack
 	@ls -1 build-package/*.deb
 
-# The static library for iOS on arm64 and a host app linked against it,
+# RQBehavior.xcframework for iOS (arm64 devices and arm64 simulators), its zip
+# with the SwiftPM and CocoaPods files (build-ios/dist/), and a host app,
 # cross-built with clang and ld64.lld against the iOS SDK named by
 # RQBEHAVIOR_IOS_SDK; then the checks of what was built.
 RQBEHAVIOR_IOS_SDK ?=
@@ -82,7 +83,8 @@ else
 	@./scripts/install-deps.sh clang-14 lld-14 llvm-14 python3
 	cmake -S . -B build-ios -DCMAKE_TOOLCHAIN_FILE=$(CURDIR)/cmake/ios-arm64.toolchain.cmake \
 	  -DRQBEHAVIOR_IOS_SDK=$(abspath $(RQBEHAVIOR_IOS_SDK)) -DCMAKE_BUILD_TYPE=Release \
-	  $(if $(CMAKE_CXX_COMPILER_LAUNCHER),-DCMAKE_OBJCXX_COMPILER_LAUNCHER=$(CMAKE_CXX_COMPILER_LAUNCHER)) \
+	  $(if $(CMAKE_CXX_COMPILER_LAUNCHER),-DCMAKE_OBJC_COMPILER_LAUNCHER=$(CMAKE_CXX_COMPILER_LAUNCHER) \
+	    -DCMAKE_OBJCXX_COMPILER_LAUNCHER=$(CMAKE_CXX_COMPILER_LAUNCHER)) \
 	  $(STRICT) $(CMAKE_FLAGS)
 	cmake --build build-ios -j $(JOBS)
 	ctest --test-dir build-ios --output-on-failure -j $(JOBS)

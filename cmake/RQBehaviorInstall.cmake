@@ -30,9 +30,20 @@ else()
   rqbehavior_install_flavour(RQBehavior Static)
 endif()
 
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/RQBehavior
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  COMPONENT development)
+if(RQBEHAVIOR_PLATFORM STREQUAL "apple")
+  # The framework's headers: the Objective-C interface and the C interface.
+  install(FILES
+    ${PROJECT_SOURCE_DIR}/include/apple/RQBehavior/RQBehavior.h
+    ${PROJECT_SOURCE_DIR}/include/apple/RQBehavior/RQBConstants.h
+    ${PROJECT_SOURCE_DIR}/include/RQBehavior/RQBExport.h
+    ${PROJECT_SOURCE_DIR}/include/RQBehavior/rqbehavior_c.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/RQBehavior
+    COMPONENT development)
+else()
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/RQBehavior
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    COMPONENT development)
+endif()
 
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/RQBehaviorConfig.cmake.in
   ${PROJECT_BINARY_DIR}/RQBehaviorConfig.cmake

@@ -4,6 +4,10 @@
 
 #include "RQBehavior/RQBExport.h"
 
+// On iOS these names are NSString objects, declared by the framework's
+// RQBConstants.h; the C strings exist only in the other builds.
+#ifndef __APPLE__
+
 RQB_EXPORT extern const double RQBehaviorVersionNumber;
 // What-string form: "@(#)PROGRAM:RQBehavior  PROJECT:RQBehavior-<version>\n".
 RQB_EXPORT extern const unsigned char RQBehaviorVersionString[];
@@ -49,3 +53,5 @@ RQB_EXPORT extern const char* const EXTERNAL_SETTINGS_NOT_FOUND;
 RQB_EXPORT extern const char* const API_ERROR;
 // Writable by the host; read by no code of the library.
 RQB_EXPORT extern const char* DeviceGeneratedTag;
+
+#endif  // __APPLE__

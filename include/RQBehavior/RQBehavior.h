@@ -116,8 +116,10 @@ class RQB_EXPORT RQBehavior {
   RQBehavior& operator=(const RQBehavior&) = delete;
 
  private:
-  // The C interface reaches the instance without naming the application.
+  // The C and Objective-C interfaces reach the instance without naming the
+  // application.
   friend class RQBehaviorCInterface;
+  friend class RQBehaviorObjCInterface;
 
   RQBehavior() = default;
   ~RQBehavior() = default;

@@ -14,7 +14,9 @@
  * The same operations as the C++ class RQBehavior (RQBehavior.h), with the
  * same behaviour: a collection run reads the device on a background thread
  * and uploads the device profile with one HTTPS POST; nothing is reported
- * back. The key and message constants of RQBConstants.h are declared here too.
+ * back. The key and message constants of RQBConstants.h are declared here
+ * too, as C strings; on iOS they exist only as the NSString objects that the
+ * framework's RQBehavior.h declares for Objective-C and Swift.
  *
  * Rules for every function:
  * - Any thread may call it. Nothing is thrown across this interface: a
@@ -31,7 +33,9 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#ifndef __APPLE__
 #include "RQBehavior/RQBConstants.h"
+#endif
 #include "RQBehavior/RQBExport.h"
 
 #ifdef __cplusplus

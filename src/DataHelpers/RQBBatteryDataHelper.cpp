@@ -1,9 +1,9 @@
 #include "DataHelpers/RQBBatteryDataHelper.h"
 
+#include "Constants/RQBConstantTexts.h"
 #include "DataHelpers/BatteryDescription.h"
-#include "RQBehavior/RQBConstants.h"
 
-std::optional<std::string> RQBBatteryDataHelper::getKey() { return RQBVARBattery; }
+std::optional<std::string> RQBBatteryDataHelper::getKey() { return rqb::text::RQBVARBattery; }
 
 std::optional<std::string> RQBBatteryDataHelper::getValue() {
   return rqb::DescribeCurrentBattery();

@@ -1,9 +1,11 @@
 #include "DataHelpers/RQBBatteryInfoDataHelper.h"
 
+#include "Constants/RQBConstantTexts.h"
 #include "DataHelpers/BatteryDescription.h"
-#include "RQBehavior/RQBConstants.h"
 
-std::optional<std::string> RQBBatteryInfoDataHelper::getKey() { return RQBVARBatteryInfo; }
+std::optional<std::string> RQBBatteryInfoDataHelper::getKey() {
+  return rqb::text::RQBVARBatteryInfo;
+}
 
 std::optional<std::string> RQBBatteryInfoDataHelper::getValue() {
   return rqb::DescribeCurrentBattery();

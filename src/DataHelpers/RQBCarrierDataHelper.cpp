@@ -2,12 +2,12 @@
 
 #include <vector>
 
+#include "Constants/RQBConstantTexts.h"
 #include "Platform/OperatingSystem.h"
-#include "RQBehavior/RQBConstants.h"
 #include "Utils/Converter/RQBConverterUtil.h"
 #include "Utils/Network/RQBNetworkUtil.h"
 
-std::optional<std::string> RQBCarrierDataHelper::getKey() { return RQBVARCarrier; }
+std::optional<std::string> RQBCarrierDataHelper::getKey() { return rqb::text::RQBVARCarrier; }
 
 std::optional<std::string> RQBCarrierDataHelper::getValue() {
   std::vector<std::string> names;

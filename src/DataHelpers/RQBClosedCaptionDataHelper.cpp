@@ -1,12 +1,12 @@
 #include "DataHelpers/RQBClosedCaptionDataHelper.h"
 
+#include "Constants/RQBConstantTexts.h"
 #include "Platform/Accessibility.h"
 #include "Platform/Platform.h"
-#include "RQBehavior/RQBConstants.h"
 #include "Utils/Converter/RQBConverterUtil.h"
 
 std::optional<std::string> RQBClosedCaptionDataHelper::getKey() {
-  return RQBVARClosedCaptioningEnabled;
+  return rqb::text::RQBVARClosedCaptioningEnabled;
 }
 
 std::optional<std::string> RQBClosedCaptionDataHelper::getValue() {

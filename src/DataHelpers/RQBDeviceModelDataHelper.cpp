@@ -3,12 +3,14 @@
 #include <cstring>
 #include <memory>
 
+#include "Constants/RQBConstantTexts.h"
 #include "Platform/Device.h"
 #include "Platform/Platform.h"
-#include "RQBehavior/RQBConstants.h"
 #include "Utils/Text/Utf8.h"
 
-std::optional<std::string> RQBDeviceModelDataHelper::getKey() { return RQBVARDeviceModel; }
+std::optional<std::string> RQBDeviceModelDataHelper::getKey() {
+  return rqb::text::RQBVARDeviceModel;
+}
 
 std::optional<std::string> RQBDeviceModelDataHelper::getValue() {
   // The answer of the query is not examined: a failed query leaves the

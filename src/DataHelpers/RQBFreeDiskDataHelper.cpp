@@ -2,11 +2,13 @@
 
 #include <cstdint>
 
+#include "Constants/RQBConstantTexts.h"
 #include "Platform/FileSystem.h"
 #include "Platform/Platform.h"
-#include "RQBehavior/RQBConstants.h"
 
-std::optional<std::string> RQBFreeDiskDataHelper::getKey() { return RQBVARFreeDiskSpace; }
+std::optional<std::string> RQBFreeDiskDataHelper::getKey() {
+  return rqb::text::RQBVARFreeDiskSpace;
+}
 
 std::optional<std::string> RQBFreeDiskDataHelper::getValue() {
   const rqb::FileSystem& file_system = *rqb::CurrentPlatform().file_system;

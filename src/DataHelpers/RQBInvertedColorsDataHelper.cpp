@@ -1,12 +1,12 @@
 #include "DataHelpers/RQBInvertedColorsDataHelper.h"
 
+#include "Constants/RQBConstantTexts.h"
 #include "Platform/Accessibility.h"
 #include "Platform/Platform.h"
-#include "RQBehavior/RQBConstants.h"
 #include "Utils/Converter/RQBConverterUtil.h"
 
 std::optional<std::string> RQBInvertedColorsDataHelper::getKey() {
-  return RQBVARInvertColorsEnabled;
+  return rqb::text::RQBVARInvertColorsEnabled;
 }
 
 std::optional<std::string> RQBInvertedColorsDataHelper::getValue() {

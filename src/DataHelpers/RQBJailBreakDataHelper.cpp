@@ -2,10 +2,10 @@
 
 #include <array>
 
+#include "Constants/RQBConstantTexts.h"
 #include "Platform/ApplicationServices.h"
 #include "Platform/FileSystem.h"
 #include "Platform/Platform.h"
-#include "RQBehavior/RQBConstants.h"
 
 namespace {
 
@@ -25,7 +25,9 @@ constexpr const char* kCydiaProbeUrl = "cydia://package/com.example.package";
 
 }  // namespace
 
-std::optional<std::string> RQBJailBreakingDataHelper::getKey() { return RQBVARJailBroken; }
+std::optional<std::string> RQBJailBreakingDataHelper::getKey() {
+  return rqb::text::RQBVARJailBroken;
+}
 
 std::optional<std::string> RQBJailBreakingDataHelper::getValue() {
   const rqb::Platform& platform = rqb::CurrentPlatform();

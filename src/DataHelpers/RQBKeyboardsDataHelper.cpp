@@ -2,12 +2,14 @@
 
 #include <vector>
 
+#include "Constants/RQBConstantTexts.h"
 #include "Platform/Platform.h"
 #include "Platform/Preferences.h"
-#include "RQBehavior/RQBConstants.h"
 #include "Utils/Converter/RQBConverterUtil.h"
 
-std::optional<std::string> RQBKeyboardsDataHelper::getKey() { return RQBVARInstalledKeyboards; }
+std::optional<std::string> RQBKeyboardsDataHelper::getKey() {
+  return rqb::text::RQBVARInstalledKeyboards;
+}
 
 std::optional<std::string> RQBKeyboardsDataHelper::getValue() {
   std::vector<std::string> quoted;

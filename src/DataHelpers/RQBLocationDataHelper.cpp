@@ -2,10 +2,10 @@
 
 #include <memory>
 
+#include "Constants/RQBConstantTexts.h"
 #include "Platform/DeviceCalendar.h"
 #include "Platform/ForkGate.h"
 #include "Platform/Platform.h"
-#include "RQBehavior/RQBConstants.h"
 #include "Utils/Geolocation/RQBGeolocation.h"
 #include "Utils/Text/NumberText.h"
 
@@ -18,7 +18,7 @@ RQBLocationDataHelper::RQBLocationDataHelper() {
       rqb::CurrentPlatform().calendar->CreateDateFormatter(rqb::kTimestampPattern));
 }
 
-std::optional<std::string> RQBLocationDataHelper::getKey() { return RQBVARLocation; }
+std::optional<std::string> RQBLocationDataHelper::getKey() { return rqb::text::RQBVARLocation; }
 
 std::optional<std::string> RQBLocationDataHelper::getValue() {
   const std::optional<rqb::Location> location = RQBGeolocation().getLastLocation();

@@ -2,13 +2,13 @@
 
 #include <vector>
 
+#include "Constants/RQBConstantTexts.h"
 #include "Platform/Platform.h"
 #include "Platform/UserLocale.h"
-#include "RQBehavior/RQBConstants.h"
 #include "Utils/Converter/RQBConverterUtil.h"
 
 std::optional<std::string> RQBLocationLanguageDataHelper::getKey() {
-  return RQBVARLocaleEqualsLanguage;
+  return rqb::text::RQBVARLocaleEqualsLanguage;
 }
 
 std::optional<std::string> RQBLocationLanguageDataHelper::getValue() {

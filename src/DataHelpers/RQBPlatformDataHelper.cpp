@@ -1,7 +1,7 @@
 #include "DataHelpers/RQBPlatformDataHelper.h"
 
-#include "RQBehavior/RQBConstants.h"
+#include "Constants/RQBConstantTexts.h"
 
-std::optional<std::string> RQBPlatformDataHelper::getKey() { return RQBVARPlatform; }
+std::optional<std::string> RQBPlatformDataHelper::getKey() { return rqb::text::RQBVARPlatform; }
 
 std::optional<std::string> RQBPlatformDataHelper::getValue() { return "iOS"; }

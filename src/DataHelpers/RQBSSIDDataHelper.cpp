@@ -1,10 +1,10 @@
 #include "DataHelpers/RQBSSIDDataHelper.h"
 
+#include "Constants/RQBConstantTexts.h"
 #include "Platform/CaptiveNetwork.h"
 #include "Platform/Platform.h"
-#include "RQBehavior/RQBConstants.h"
 
-std::optional<std::string> RQBSSIDDataHelper::getKey() { return RQBVARSSID; }
+std::optional<std::string> RQBSSIDDataHelper::getKey() { return rqb::text::RQBVARSSID; }
 
 std::optional<std::string> RQBSSIDDataHelper::getValue() {
   rqb::CaptiveNetwork& captive_network = *rqb::CurrentPlatform().captive_network;

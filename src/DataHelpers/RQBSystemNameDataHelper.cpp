@@ -1,10 +1,10 @@
 #include "DataHelpers/RQBSystemNameDataHelper.h"
 
+#include "Constants/RQBConstantTexts.h"
 #include "Platform/Device.h"
 #include "Platform/Platform.h"
-#include "RQBehavior/RQBConstants.h"
 
-std::optional<std::string> RQBSystemNameDataHelper::getKey() { return RQBVARSystemName; }
+std::optional<std::string> RQBSystemNameDataHelper::getKey() { return rqb::text::RQBVARSystemName; }
 
 std::optional<std::string> RQBSystemNameDataHelper::getValue() {
   return rqb::CurrentPlatform().device->SystemName();

@@ -1,11 +1,11 @@
 #include "DataHelpers/RQBUniqueIdentifierDataHelper.h"
 
+#include "Constants/RQBConstantTexts.h"
 #include "Platform/Platform.h"
 #include "Platform/Uuid.h"
-#include "RQBehavior/RQBConstants.h"
 
 std::optional<std::string> RQBUniqueIdentifierDataHelper::getKey() {
-  return RQBVARDeviceGeneratedId;
+  return rqb::text::RQBVARDeviceGeneratedId;
 }
 
 std::optional<std::string> RQBUniqueIdentifierDataHelper::getValue() {
@@ -18,13 +18,13 @@ std::optional<std::string> RQBUniqueIdentifierDataHelper::getValue() {
 }
 
 std::optional<rqb::PreferenceObject> RQBUniqueIdentifierDataHelper::getkeyFromUserData() {
-  return rqb::CurrentPlatform().preferences->ObjectForKey(RQBVARDeviceGeneratedId);
+  return rqb::CurrentPlatform().preferences->ObjectForKey(rqb::text::RQBVARDeviceGeneratedId);
 }
 
 std::string RQBUniqueIdentifierDataHelper::genUserDataKey() {
   rqb::Preferences& preferences = *rqb::CurrentPlatform().preferences;
   std::string identifier = rqb::NewUuidString();
-  preferences.SetString(RQBVARDeviceGeneratedId, identifier);
+  preferences.SetString(rqb::text::RQBVARDeviceGeneratedId, identifier);
   // A failed write is not reported: this process keeps the identifier, and
   // the next process makes another one.
   preferences.Synchronize();

@@ -1,11 +1,11 @@
 #include "DataHelpers/RQBVisitorIntifierForVendorDataHelper.h"
 
+#include "Constants/RQBConstantTexts.h"
 #include "Platform/Device.h"
 #include "Platform/Platform.h"
-#include "RQBehavior/RQBConstants.h"
 
 std::optional<std::string> RQBVisitorIntifierForVendorDataHelper::getKey() {
-  return RQBVARVisitorIdentifierForVendor;
+  return rqb::text::RQBVARVisitorIdentifierForVendor;
 }
 
 std::optional<std::string> RQBVisitorIntifierForVendorDataHelper::getValue() {

@@ -2,12 +2,14 @@
 
 #include <cstddef>
 
+#include "Constants/RQBConstantTexts.h"
 #include "Platform/OperatingSystem.h"
-#include "RQBehavior/RQBConstants.h"
 #include "Utils/Converter/RQBConverterUtil.h"
 #include "Utils/Network/RQBNetworkUtil.h"
 
-std::optional<std::string> RQBVoipDataHelper::getKey() { return RQBVARCarrierAllowsVoip; }
+std::optional<std::string> RQBVoipDataHelper::getKey() {
+  return rqb::text::RQBVARCarrierAllowsVoip;
+}
 
 std::optional<std::string> RQBVoipDataHelper::getValue() {
   std::string object;

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "Constants/RQBConstantTexts.h"
 #include "DataHelpers/RQBDataHelper.h"
 #include "Managers/CollectionRunScope.h"
 #include "Managers/WorkInFlight.h"
@@ -15,7 +16,6 @@
 #include "Platform/Platform.h"
 #include "Platform/TaskExecutor.h"
 #include "Platform/Uuid.h"
-#include "RQBehavior/RQBConstants.h"
 #include "RQBehavior/RQBException.h"
 #include "Services/RQBHttpService.h"
 #include "Utils/Text/Utf8.h"
@@ -72,7 +72,7 @@ void RQBIdentifyManager::setApp(std::optional<std::string> app) {
 void RQBIdentifyManager::setSessionId(std::optional<std::string> sessionId) {
   sessionId = rqb::TextOrNil(std::move(sessionId));
   if (!sessionId || rqb::Utf16Length(*sessionId) <= 5) {
-    throw RQBException("NoSessionID", std::string(UNDEFINED_SESSION_ID_ERR_MESSAGE));
+    throw RQBException("NoSessionID", std::string(rqb::text::UNDEFINED_SESSION_ID_ERR_MESSAGE));
   }
   sessionId_.Store(sessionId);
   RQBHttpService::getInstance().setSessionId(std::move(sessionId));
@@ -89,7 +89,7 @@ void RQBIdentifyManager::collectDeviceInformation() {
   // stands: an unset app is refused later, when the envelope is built.
   const std::optional<std::string> current_app = app();
   if (!current_app && rqb::Utf16Length(current_app.value_or("")) != 0) {
-    throw RQBException("NoAppID", std::string(UNDEFINED_APP_ID_ERR_MESSAGE));
+    throw RQBException("NoAppID", std::string(rqb::text::UNDEFINED_APP_ID_ERR_MESSAGE));
   }
   // The ticket ends with the run, or with the task when the queue drops it.
   std::shared_ptr<rqb::WorkInFlight::Ticket> ticket = rqb::WorkInFlight::Begin();

@@ -6,11 +6,11 @@
 #include <utility>
 
 #include "Constants/RQBBuildConfig.h"
+#include "Constants/RQBConstantTexts.h"
 #include "Managers/WorkInFlight.h"
 #include "Platform/ForkGate.h"
 #include "Platform/LogSink.h"
 #include "Platform/Platform.h"
-#include "RQBehavior/RQBConstants.h"
 #include "Utils/Json/PrettyJsonWriter.h"
 #include "Utils/Text/Utf8.h"
 
@@ -41,7 +41,7 @@ void HandleCompletion(const std::string& endPoint, const std::optional<rqb::UrlR
     // A non-200 answer is deliberately silent: the message is formed as an
     // error description and then dropped, never logged nor reported.
     char message[64];
-    std::snprintf(message, sizeof message, API_ERROR, response->status_code);
+    std::snprintf(message, sizeof message, rqb::text::API_ERROR, response->status_code);
     rqb::JsonObject user_info;
     user_info.Set("NSLocalizedDescription", std::string(message));
   }

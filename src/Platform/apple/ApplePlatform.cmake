@@ -31,6 +31,25 @@ else()
 endif()
 set_source_files_properties(${RQBEHAVIOR_PLATFORM_SOURCES} PROPERTIES COMPILE_OPTIONS -fobjc-arc)
 
+# The Objective-C interface: the class RQBehavior and the constants as
+# NSString objects. Built apart from the rest so that its sources, and only
+# they, find the Objective-C headers of include/apple/ before the C++ headers
+# of the same names in include/.
+add_library(RQBehaviorObjCInterface OBJECT
+  Platform/apple/Framework/RQBConstants.mm
+  Platform/apple/Framework/RQBehavior.mm)
+target_include_directories(RQBehaviorObjCInterface PRIVATE
+  ${PROJECT_SOURCE_DIR}/include/apple
+  ${CMAKE_CURRENT_SOURCE_DIR}
+  ${PROJECT_SOURCE_DIR}/include)
+target_compile_options(RQBehaviorObjCInterface PRIVATE -fobjc-arc)
+set_target_properties(RQBehaviorObjCInterface PROPERTIES
+  POSITION_INDEPENDENT_CODE ON
+  OBJCXX_VISIBILITY_PRESET hidden)
+set(RQBEHAVIOR_PLATFORM_OBJECTS $<TARGET_OBJECTS:RQBehaviorObjCInterface>)
+# A CMake host finds the Objective-C headers first, as in the framework.
+set(RQBEHAVIOR_PUBLIC_INCLUDE_DIRS ${PROJECT_SOURCE_DIR}/include/apple ${PROJECT_SOURCE_DIR}/include)
+
 # What a host links with the library.
 set(RQBEHAVIOR_PLATFORM_LIBRARIES
   "-framework AdSupport"
@@ -65,7 +84,9 @@ configure_file(Platform/apple/PrivacyInfo.xcprivacy.in ${RQBEHAVIOR_PRIVACY_MANI
 # For the host example and the tests.
 set(RQBEHAVIOR_PRIVACY_MANIFEST ${RQBEHAVIOR_PRIVACY_MANIFEST} PARENT_SCOPE)
 
-# A static library has no bundle of its own: the manifest ships in a resource
-# bundle that the host copies into its app.
+# Installed beside the archive for hosts that link it without the framework:
+# a static library has no bundle of its own, so the manifest ships in a
+# resource bundle that the host copies into its app. The framework carries
+# it at its root.
 install(FILES ${RQBEHAVIOR_PRIVACY_MANIFEST}
   DESTINATION ${CMAKE_INSTALL_DATADIR}/RQBehavior/RQBehavior.bundle)

@@ -1,4 +1,5 @@
-// UTF-8 checks shared by the library's entry points and its JSON writer.
+// UTF-8 checks shared by the library's entry points and its JSON writer, and
+// the conversions to and from the UTF-16 code units of Objective-C strings.
 #pragma once
 
 #include <cstddef>
@@ -19,5 +20,14 @@ std::size_t Utf16Length(std::string_view text);
 // Text as it enters the library: text that is not well-formed UTF-8 cannot
 // exist as a platform string, so it becomes absent.
 std::optional<std::string> TextOrNil(std::optional<std::string> text);
+
+// UTF-16 code units (as an NSString holds them) as UTF-8. A lone surrogate
+// has no UTF-8 form, so a text holding one becomes absent, as text that is
+// not UTF-8 does where the library takes UTF-8.
+std::optional<std::string> Utf16ToUtf8(std::u16string_view units);
+
+// Well-formed UTF-8 as UTF-16 code units; each byte that begins no
+// well-formed sequence becomes U+FFFD.
+std::u16string Utf8ToUtf16(std::string_view text);
 
 }  // namespace rqb
