@@ -21,7 +21,7 @@
       driver can time exit().
 
    Report lines, one per run and one per log message:
-     run <n> session=<id|-> collect=<status> flush=<status> ms=<elapsed>
+     run <n> session=<id> generated=<yes|no> collect=<status> flush=<status> ms=<elapsed>
      log <run> <text>
    A log message belongs to the run that was last started when it came. */
 #define _POSIX_C_SOURCE 200809L
@@ -34,6 +34,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <time.h>
 #include <unistd.h>
@@ -203,8 +204,8 @@ static int parse_options(int argc, char** argv, struct options* options) {
 static void report(const struct run_result* results, int runs) {
   for (int run = 0; run < runs; ++run) {
     const struct run_result* result = &results[run];
-    printf("run %d session=%s collect=%s flush=%s ms=%ld\n", run + 1,
-           result->session_made ? result->session : "-", status_name(result->collect),
+    printf("run %d session=%s generated=%s collect=%s flush=%s ms=%ld\n", run + 1, result->session,
+           result->session_made ? "yes" : "no", status_name(result->collect),
            status_name(result->flush), result->elapsed_ms);
   }
   pthread_mutex_lock(&log_mutex);
@@ -236,6 +237,9 @@ int main(int argc, char** argv) {
     hold_descriptors(options.free_fds);
   }
   if (options.as_mib > 0 && !set_soft_limit(RLIMIT_AS, (rlim_t)options.as_mib << 20)) return 77;
+
+  /* Where Yama allows tracing by ancestors only, the tracer is a sibling. */
+  prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY, 0, 0, 0);
 
   struct run_result results[MAX_RUNS];
   memset(results, 0, sizeof results);

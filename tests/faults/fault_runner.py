@@ -47,7 +47,7 @@ class Case:
 @dataclass
 class Run:
     number: int
-    session: str  # "-" when the library made none
+    session: str  # the library's, or the host's own when the library made none
     collect: str
     flush: str
     ms: int
@@ -101,7 +101,10 @@ class Receiver:
 
     def close(self):
         self._process.stdin.close()
-        self._process.wait(timeout=10)
+        try:
+            self._process.wait(timeout=10)
+        except subprocess.TimeoutExpired:
+            _stop(self._process)
 
 
 def _wait_for_host(host, seconds):
@@ -164,7 +167,7 @@ def start_strace(case, host_pid, log_path):
                             stderr=subprocess.PIPE, text=True)
 
 
-_RUN = re.compile(r"run (\d+) session=(\S+) collect=(\S+) flush=(\S+) ms=(\d+)")
+_RUN = re.compile(r"run (\d+) session=(\S+) generated=(\S+) collect=(\S+) flush=(\S+) ms=(\d+)")
 _LOG = re.compile(r"log (\d+) (.*)")
 _LOOKUP = re.compile(r"htons\(53\)|:53\]|nscd|resolve|/etc/resolv\.conf|/etc/hosts")
 
@@ -174,7 +177,7 @@ def _read_report(text):
     logs = []
     for line in text.splitlines():
         if match := _RUN.fullmatch(line):
-            number, session, collect, flush, ms = match.groups()
+            number, session, _, collect, flush, ms = match.groups()
             runs[int(number)] = Run(int(number), session, collect, flush, int(ms))
         elif match := _LOG.fullmatch(line):
             logs.append((int(match.group(1)), match.group(2)))
@@ -267,7 +270,8 @@ class CaseRunner:
                 os.kill(host.pid, signal.SIGUSR1)
                 later_wait = case.later_runs * self.flush_ms / 1000 + HOST_SIGNAL_WAIT
                 if not _wait_for_host(host, later_wait):
-                    outcome.hung = _silent(host, f"the later runs did not end within {later_wait:.0f} s")
+                    outcome.hung = _silent(
+                        host, f"the later runs did not end within {later_wait:.0f} s")
                     return self._finish(host, strace, case, log_path, outcome)
             leaving = time.monotonic()
             try:
