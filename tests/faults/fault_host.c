@@ -216,12 +216,13 @@ static void report(const struct run_result* results, int runs) {
 }
 
 int main(int argc, char** argv) {
-  /* Blocked before the library starts any thread, so that every thread
-     inherits the mask and the driver's signals wait for sigtimedwait. */
+  /* SIGUSR1 alone is blocked, whatever the driver had blocked: set before
+     the library starts any thread, so that every thread inherits the mask
+     and the driver's signals wait for sigtimedwait. */
   sigset_t driver_signals;
   sigemptyset(&driver_signals);
   sigaddset(&driver_signals, SIGUSR1);
-  pthread_sigmask(SIG_BLOCK, &driver_signals, NULL);
+  pthread_sigmask(SIG_SETMASK, &driver_signals, NULL);
 
   struct options options;
   if (!parse_options(argc, argv, &options)) {
