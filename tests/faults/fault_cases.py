@@ -173,10 +173,11 @@ def call_cases(survey):
         if target not in survey.targets:
             continue
         index = survey.targets[target][1]
+        made = {when for _, when in positions(survey, call)}
         for error in errors.split():
             for position, when in ((target, f"{index}"), (f"from-{target}", f"{index}+")):
-                if _transient(error) and when.endswith("+"):
-                    continue
+                if when in made or (_transient(error) and when.endswith("+")):
+                    continue  # the same fault as a case above, or one no system makes
                 cases.append(Case(f"{call}/{error}/{position}", row,
                                   [f"{_fault(call, error)}:when={when}"]))
     return cases
