@@ -14,19 +14,20 @@ from fault_runner import Case
 # once, a write, send or getrandom that takes one byte (the kernel runs no
 # part of an injected call, so that byte is not written either).
 CALL_FAULTS = [
-    ("openat", "ENOENT EACCES EPERM EMFILE ENFILE ENOMEM EINTR EIO"),
+    ("openat", "ENOENT EACCES EPERM EMFILE ENFILE ENOMEM EINTR EIO ELOOP ENOTDIR"),
     ("read", "EINTR EAGAIN EIO ENOMEM short"),
     ("getdents64", "EIO ENOMEM EACCES ENOENT EINTR"),
-    ("newfstatat", "ENOENT EACCES EIO ENOMEM EPERM"),
+    ("newfstatat", "ENOENT EACCES EIO ENOMEM EPERM ELOOP ENOTDIR"),
     ("statfs", "EIO EACCES ENOSYS ENOMEM EINTR"),
     ("readlink", "ENOENT EACCES EIO ENOMEM"),
-    ("socket", "EMFILE ENFILE ENOBUFS ENOMEM EACCES EPERM"),
+    ("socket", "EMFILE ENFILE ENOBUFS ENOMEM EACCES EPERM EAFNOSUPPORT EPROTONOSUPPORT"),
     ("bind", "EACCES EPERM ENOBUFS ENOMEM"),
-    ("connect", "ECONNREFUSED ECONNRESET EINTR EAGAIN EACCES ENOBUFS EPERM ENOENT"),
+    ("connect", "ECONNREFUSED ECONNRESET EINTR EAGAIN EACCES ENOBUFS EPERM ENOENT ETIMEDOUT "
+                "ENETUNREACH EHOSTUNREACH"),
     ("setsockopt", "ENOBUFS ENOMEM EPERM"),
     ("getsockname", "ENOBUFS ENOMEM"),
     ("sendto", "EPIPE ECONNRESET EINTR EAGAIN ENOBUFS ENOMEM short"),
-    ("recvfrom", "ECONNRESET EINTR EAGAIN ENOBUFS ENOMEM short"),
+    ("recvfrom", "ECONNRESET EINTR EAGAIN ENOBUFS ENOMEM ETIMEDOUT short"),
     ("poll", "EINTR ENOMEM EAGAIN"),
     ("mmap", "ENOMEM EAGAIN EPERM"),
     ("mprotect", "ENOMEM EACCES EPERM"),
@@ -210,13 +211,13 @@ def limit_cases():
     # The host holds all but a few descriptors under a small limit during its
     # first run, then gives them back and runs twice more.
     for limit in (16, 32, 64):
-        for free in (0, 1, 2, 3, 4, 6, 8):
+        for free in range(9):
             cases.append(Case(f"nofile/{limit}/free-{free}", "RLIMIT_NOFILE",
                               host_args=["--nofile", str(limit), "--free-fds", str(free)],
                               later_runs=2, traced=DESCRIPTOR_CALLS, refusal="EMFILE"))
     # A tight address space during the first run. The refused mmap calls are
     # counted: a run that keeps asking for what it was refused is slow.
-    for mib in (64, 80, 96, 128, 160, 192, 256):
+    for mib in (48, 64, 80, 96, 112, 128, 160, 192, 224, 256):
         cases.append(Case(f"as/{mib}MiB", "RLIMIT_AS", host_args=["--as-mib", str(mib)],
                           traced=("mmap",), refusal="ENOMEM", max_refusals=MAX_REFUSED_MAPS))
     return cases
