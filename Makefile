@@ -1,5 +1,5 @@
-# Entry points: make demo, make test, make test-clang, make bench, make sanitize,
-# make package, make ios. Each installs the Debian packages it needs first
+# Entry points: make demo, make test, make test-clang, make faults, make bench,
+# make sanitize, make package, make ios. Each installs the Debian packages it needs first
 # (scripts/install-deps.sh).
 
 JOBS ?= $(shell nproc)
@@ -7,7 +7,7 @@ CMAKE_FLAGS ?=
 # Our own builds treat every warning as an error; a host's build does not.
 STRICT := -DRQBEHAVIOR_WARNINGS_AS_ERRORS=ON
 
-.PHONY: all deps demo test test-clang bench sanitize sanitize-address sanitize-thread package ios clean
+.PHONY: all deps demo test test-clang faults bench sanitize sanitize-address sanitize-thread package ios clean
 
 all: build/.configured
 	cmake --build build -j $(JOBS)
@@ -37,10 +37,19 @@ test-clang:
 	cmake --build build-clang -j $(JOBS)
 	ctest --no-tests=error --test-dir build-clang --output-on-failure -j $(JOBS)
 
+# The whole fault campaign: system-call faults injected with strace into a C
+# host's use of the library, case by case, and a table of what became of the
+# uploads (`make test` runs a short part of it).
+faults: build/.configured
+	@./scripts/install-deps.sh
+	cmake --build build -j $(JOBS) --target rqbehavior_fault_host rqbehavior_fault_receiver
+	python3 -B tests/faults/fault_campaign.py --host build/tests/faults/rqbehavior_fault_host \
+	  --receiver build/tests/faults/rqbehavior_fault_receiver
+
 # Release, with the shared library a host links against (for the start-up
 # figures); strace, valgrind and dbus-daemon give the counts and the bus line.
 bench: deps
-	@./scripts/install-deps.sh strace valgrind dbus-daemon
+	@./scripts/install-deps.sh valgrind dbus-daemon
 	cmake -S . -B build-release -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS=ON \
 	  -DRQBEHAVIOR_BUILD_TESTS=OFF $(STRICT) $(CMAKE_FLAGS)
 	cmake --build build-release -j $(JOBS) --target rqbehavior-bench

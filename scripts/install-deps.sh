@@ -9,9 +9,10 @@ packages=(
   cmake g++ make pkg-config
   libcurl4-openssl-dev libssl-dev libicu-dev libsystemd-dev nlohmann-json3-dev
   # Tests, demo and benchmark; clang reads the public headers for the symbol
-  # test, Python runs the ctypes example, dpkg-dev and file build packages.
+  # test, Python runs the ctypes example and the fault campaign, strace
+  # injects its faults, dpkg-dev and file build packages.
   libgtest-dev libgmock-dev libcpp-httplib-dev
-  clang python3 dpkg-dev file
+  clang python3 strace dpkg-dev file
   curl binutils
   iproute2 dbus-daemon
   "$@"
