@@ -134,12 +134,19 @@ std::optional<std::vector<std::uint8_t>> NetlinkSocket::Transact(const NetlinkRe
   }
 }
 
+// The most datagrams (and errors) one drain takes: a burst of routing events
+// is far fewer, and a socket that keeps answering ENOBUFS or EINTR must not
+// hold the caller for ever.
+constexpr int kMostDrained = 1024;
+
 bool NetlinkSocket::Drain() {
   bool any = false;
   // Only whether something came counts: a datagram longer than the buffer is
   // dropped whole all the same.
   std::uint8_t datagram[sizeof(nlmsghdr)];
-  for (;;) {
+  // Bounded, whatever the socket answers: what is left counts as a change
+  // and waits for the next drain.
+  for (int attempt = 0; attempt < kMostDrained; ++attempt) {
     const ssize_t got = recv(fd_, datagram, sizeof datagram, MSG_DONTWAIT);
     if (got > 0) {
       any = true;
@@ -151,6 +158,7 @@ bool NetlinkSocket::Drain() {
       return any;
     }
   }
+  return true;
 }
 
 }  // namespace rqb

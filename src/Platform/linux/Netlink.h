@@ -87,8 +87,9 @@ class NetlinkSocket {
   // request. Nothing when sending or receiving fails or times out.
   std::optional<std::vector<std::uint8_t>> Transact(const NetlinkRequest& request);
 
-  // Reads and drops every datagram waiting, without blocking; returns
-  // whether there was anything, including an overrun of the socket's queue.
+  // Reads and drops the datagrams waiting, without blocking and at most a
+  // bounded number; returns whether there was anything, including an overrun
+  // of the socket's queue or more than it took.
   bool Drain();
 
  private:
