@@ -28,7 +28,12 @@ namespace rqb {
   F(multi_info_read, curl_multi_info_read)         \
   F(multi_poll, curl_multi_poll)                   \
   F(multi_wakeup, curl_multi_wakeup)               \
-  F(multi_cleanup, curl_multi_cleanup)
+  F(multi_cleanup, curl_multi_cleanup)             \
+  F(url, curl_url)                                 \
+  F(url_set, curl_url_set)                         \
+  F(url_get, curl_url_get)                         \
+  F(url_cleanup, curl_url_cleanup)                 \
+  F(free, curl_free)
 
 struct CurlFunctions {
 #define RQB_CURL_MEMBER(member, symbol) decltype(&::symbol) member = nullptr;
@@ -36,11 +41,11 @@ struct CurlFunctions {
 #undef RQB_CURL_MEMBER
 };
 
-// libcurl, loaded and initialised once per process after OpenSSL
-// (InitTlsLibrary()), so that OpenSSL registers no exit handler. nullptr
+// libcurl, loaded and initialised after OpenSSL (InitTlsLibrary()), so that
+// OpenSSL registers no exit handler, and kept once that succeeded. nullptr
 // when it cannot be loaded, or is older than 7.85 or not built with OpenSSL;
-// `why`, when given, then says why. Any thread; only a library thread should
-// make the first call, which loads some thirty shared objects.
+// `why`, when given, then says why, and the next call tries again. Any thread; only a library
+// thread should make the first call, which loads some thirty shared objects.
 const CurlFunctions* Curl(std::string* why = nullptr);
 
 }  // namespace rqb

@@ -77,7 +77,7 @@ bool Refresh(const SdBusFunctions& sd, sd_bus* bus) {
 }  // namespace
 
 const SdBusFunctions* SdBus() {
-  const SdBusFunctions* const functions = g_sd_bus.Get(&LoadSdBus);
+  const SdBusFunctions* const functions = g_sd_bus.Get([] { return LoadSdBus(); });
   if (ScopedUnloadableLibrary::Active(RuntimeLibraryId::kSystemd)) return nullptr;
   return functions;
 }

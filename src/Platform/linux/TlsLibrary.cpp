@@ -29,7 +29,7 @@ const CryptoFunctions* LoadAndInitialise() {
 }  // namespace
 
 const CryptoFunctions* InitTlsLibrary() {
-  const CryptoFunctions* const functions = g_crypto.Get(&LoadAndInitialise);
+  const CryptoFunctions* const functions = g_crypto.Get([] { return LoadAndInitialise(); });
   if (ScopedUnloadableLibrary::Active(RuntimeLibraryId::kCrypto)) return nullptr;
   return functions;
 }

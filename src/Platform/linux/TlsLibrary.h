@@ -17,8 +17,9 @@ struct CryptoFunctions {
   decltype(&::EVP_sha256) sha256 = nullptr;
 };
 
-// Loads libcrypto and initialises OpenSSL once per process; nullptr when
-// libcrypto cannot be loaded. Called before every use of OpenSSL by the
+// Loads libcrypto and initialises OpenSSL, once per process once that
+// succeeded; nullptr when libcrypto cannot be loaded, and the next call tries
+// again. Called before every use of OpenSSL by the
 // library, libcurl's included, so that when it is the process's first
 // initialisation OpenSSL registers no exit handler: that handler frees
 // OpenSSL's global state inside exit(), under library threads that may still
