@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cmath>
 #include <condition_variable>
@@ -151,6 +152,44 @@ int CloseSocket(void*, curl_socket_t fd) {
   return close(fd);
 }
 
+// The host of `url` in lower case without a final dot, or "" when the URL
+// cannot be parsed.
+std::string HostOf(const CurlFunctions& curl, const std::string& url) {
+  CURLU* parsed = curl.url();
+  if (parsed == nullptr) return {};
+  std::string host;
+  char* part = nullptr;
+  if (curl.url_set(parsed, CURLUPART_URL, url.c_str(), 0) == CURLUE_OK &&
+      curl.url_get(parsed, CURLUPART_HOST, &part, 0) == CURLUE_OK) {
+    host = part;
+    curl.free(part);
+  }
+  curl.url_cleanup(parsed);
+  std::transform(host.begin(), host.end(), host.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  if (host.ends_with('.')) host.pop_back();
+  return host;
+}
+
+// Names under "invalid." never exist, and a resolver answers for them at
+// once, without asking anyone: a build that keeps its placeholder service
+// host sends nothing off the machine, not even a look-up. Such an upload fails
+// as one to an unknown host does, unless a route of the session's takes it
+// elsewhere without a look-up. The description of why, or nothing.
+std::optional<std::string> RefusedWithoutLookUp(const CurlFunctions& curl,
+                                                const Transfer& transfer) {
+  if (!transfer.request.url) return std::nullopt;
+  const std::string host = HostOf(curl, *transfer.request.url);
+  if (host != "invalid" && !host.ends_with(".invalid")) return std::nullopt;
+  for (const std::string& route : transfer.settings->connect_to) {
+    std::string routed = route.substr(0, route.find(':'));
+    std::transform(routed.begin(), routed.end(), routed.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (routed.empty() || routed == host) return std::nullopt;
+  }
+  return "Could not resolve host: " + host;
+}
+
 // The service never reads an answer's body: it is dropped as it arrives, so
 // that an endless or huge body costs no memory.
 size_t DiscardReceived(char*, size_t size, size_t count, void*) { return size * count; }
@@ -262,6 +301,10 @@ class TransferEngine {
     const CurlFunctions* curl = Curl(&why);
     if (curl == nullptr) {
       Complete({std::move(transfer->completion), std::nullopt, UrlError{why}});
+      return;
+    }
+    if (std::optional<std::string> refused = RefusedWithoutLookUp(*curl, *transfer)) {
+      Complete({std::move(transfer->completion), std::nullopt, UrlError{std::move(*refused)}});
       return;
     }
     EngineState& state = states_.Get();
