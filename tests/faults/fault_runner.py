@@ -41,6 +41,7 @@ class Case:
     refusal: str = ""  # the error of a call that a resource limit refuses
     max_refusals: int = 0  # how many the first run may have, 0 for any number
     no_lookup: bool = False  # no name may be looked up
+    exit_bound: float = 3.0  # seconds exit() may take once main returns
     survey: bool = False  # keeps strace's lines, for the survey
 
 

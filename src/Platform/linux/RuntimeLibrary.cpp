@@ -1,14 +1,23 @@
 #include "Platform/linux/RuntimeLibrary.h"
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdlib>
+#include <shared_mutex>
 
 #include "Platform/ForkGate.h"
 #include "Platform/PerProcess.h"
 
 namespace rqb {
+
+// Closed for good once exit() has begun.
+struct LibrarySection::Gate {
+  std::shared_timed_mutex sections;  // shared by the sections under way
+  std::atomic<bool> closed{false};
+};
+
 namespace {
 
 std::array<std::atomic<int>, 3> g_unloadable{};
@@ -26,14 +35,16 @@ std::string LastDlError(const char* what) {
   return text != nullptr ? std::string(text) : std::string(what) + ": not found";
 }
 
-// Closed for good once exit() has begun.
-struct Gate {
-  std::shared_mutex sections;
-};
-
-PerProcess<Gate>& TheGate() {
-  static auto* const gate = new PerProcess<Gate>();  // never destroyed: used inside exit()
+PerProcess<LibrarySection::Gate>& TheGate() {
+  // Never destroyed: used inside exit().
+  static auto* const gate = new PerProcess<LibrarySection::Gate>();
   return *gate;
+}
+
+// A thread that would start a section once exit() has begun waits here until
+// the process ends.
+[[noreturn]] void WaitForTheEnd() {
+  for (;;) pause();
 }
 
 }  // namespace
@@ -53,22 +64,29 @@ void* RuntimeLibrary::Address(const char* symbol) {
   return address;
 }
 
-LibrarySection::LibrarySection() : gate_(TheGate().Get().sections) {
+LibrarySection::LibrarySection() : gate_(TheGate().Get()) {
   // The exit gate first: a thread that waits there for ever, once exit has
   // begun, holds nothing that fork() waits for.
-  gate_.lock_shared();
+  gate_.sections.lock_shared();
+  if (gate_.closed.load(std::memory_order_acquire)) {
+    gate_.sections.unlock_shared();
+    WaitForTheEnd();
+  }
   ForkGuard::Enter();
 }
 
 LibrarySection::~LibrarySection() {
   ForkGuard::Leave();
-  gate_.unlock_shared();
+  gate_.sections.unlock_shared();
 }
 
 void CloseLibrarySectionsAtExit() {
-  static std::atomic<bool> closed{false};
   std::atexit(+[] {
-    if (!closed.exchange(true)) TheGate().Get().sections.lock();
+    LibrarySection::Gate& gate = TheGate().Get();
+    if (gate.closed.exchange(true, std::memory_order_acq_rel)) return;
+    // Taken for good when every section under way has ended; after the
+    // longest wait, exit goes on while a stalled one finishes, or not.
+    static_cast<void>(gate.sections.try_lock_for(kLongestExitWait));
   });
 }
 

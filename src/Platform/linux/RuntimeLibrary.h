@@ -5,8 +5,8 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <mutex>
-#include <shared_mutex>
 #include <string>
 
 namespace rqb {
@@ -48,8 +48,9 @@ class RuntimeLibrary {
 // its own first load), and calls into OpenSSL, directly or through libcurl.
 // A section holds a ForkGuard, so fork waits for the sections under way. From
 // the exit handler of CloseLibrarySectionsAtExit() on, no section starts
-// again and exit waits for those under way. Host threads never take one: they
-// would wait for ever once exit has begun. Sections do not nest.
+// again, and exit waits for those under way, at most kLongestExitWait. Host
+// threads never take one: they would wait for ever once exit has begun.
+// Sections do not nest.
 class LibrarySection {
  public:
   LibrarySection();
@@ -57,9 +58,17 @@ class LibrarySection {
   LibrarySection(const LibrarySection&) = delete;
   LibrarySection& operator=(const LibrarySection&) = delete;
 
+  struct Gate;
+
  private:
-  std::shared_mutex& gate_;
+  Gate& gate_;
 };
+
+// How long exit() waits for a section under way. A section takes
+// microseconds, a library's loading milliseconds; only a system call that
+// stalls (a disk that hangs, say) takes longer, and exit() then goes on
+// rather than wait for it: the host asked to end.
+inline constexpr std::chrono::seconds kLongestExitWait{1};
 
 // Registers an exit handler that closes the gate of LibrarySection for good:
 // no section starts from then on, and exit waits for those under way. The
@@ -70,9 +79,13 @@ class LibrarySection {
 // exit handler OpenSSL has registered meanwhile.
 void CloseLibrarySectionsAtExit();
 
-// A library's functions, loaded once per process inside a LibrarySection:
-// constant-initialised, so that no guard of a static is ever copied by fork
-// half-taken. `T` is a pointer to what was loaded (never destroyed).
+// A library's functions, loaded inside a LibrarySection and kept for the life
+// of the process once a load succeeds. A load that fails (nullptr) is tried
+// again at the next call: a shortage of descriptors or memory passes, and a
+// library that is truly absent costs one failed load per call. Concurrent
+// first calls load once. Constant-initialised, so that no guard of a static
+// is ever copied by fork half-taken. `T` is a pointer to what was loaded
+// (never destroyed).
 template <typename T>
 class LoadOnce {
  public:
@@ -80,21 +93,20 @@ class LoadOnce {
 
   template <typename Load>
   T Get(Load&& load) {
-    if (!done_.load(std::memory_order_acquire)) {
-      const LibrarySection no_fork_meanwhile;
-      const std::lock_guard lock(mutex_);
-      if (!done_.load(std::memory_order_relaxed)) {
-        value_ = load();
-        done_.store(true, std::memory_order_release);
-      }
+    if (T loaded = value_.load(std::memory_order_acquire)) return loaded;
+    const LibrarySection no_fork_meanwhile;
+    const std::lock_guard lock(mutex_);
+    T loaded = value_.load(std::memory_order_relaxed);
+    if (loaded == nullptr) {
+      loaded = load();
+      value_.store(loaded, std::memory_order_release);
     }
-    return value_;
+    return loaded;
   }
 
  private:
-  std::atomic<bool> done_{false};
+  std::atomic<T> value_{nullptr};  // what a successful load gave
   std::mutex mutex_;
-  T value_{};  // written once, before done_
 };
 
 // For tests: while one lives, the library `id` reads as one that cannot be
