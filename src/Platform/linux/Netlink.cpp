@@ -1,17 +1,21 @@
 #include "Platform/linux/Netlink.h"
 
 #include <linux/netlink.h>
+#include <poll.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <utility>
 
 namespace rqb {
 namespace {
 
-constexpr std::size_t kReceiveBufferSize = 32 * 1024;
+// A reply datagram's largest size: the kernel sizes the datagrams of a dump
+// to the buffer its reader passes (and at least a page), so a buffer on the
+// stack serves every request without a heap allocation per reading.
+constexpr std::size_t kReceiveBufferSize = 16 * 1024;
 
 }  // namespace
 
@@ -88,19 +92,23 @@ std::optional<NetlinkSocket> NetlinkSocket::Open(int protocol, std::uint32_t gro
                                                  int timeout_ms) {
   const int fd = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, protocol);
   if (fd < 0) return std::nullopt;
-  NetlinkSocket opened(fd);
-  sockaddr_nl local{};
-  local.nl_family = AF_NETLINK;
-  local.nl_groups = groups;
-  if (bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) return std::nullopt;
-  const timeval timeout{timeout_ms / 1000, (timeout_ms % 1000) * 1000};
-  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
-  setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
+  NetlinkSocket opened(fd, timeout_ms);
+  // A socket that only asks is bound by the kernel when it first sends.
+  if (groups != 0) {
+    sockaddr_nl local{};
+    local.nl_family = AF_NETLINK;
+    local.nl_groups = groups;
+    if (bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
+      return std::nullopt;
+    }
+  }
   return opened;
 }
 
 NetlinkSocket::NetlinkSocket(NetlinkSocket&& other) noexcept
-    : fd_(std::exchange(other.fd_, -1)), next_sequence_(other.next_sequence_) {}
+    : fd_(std::exchange(other.fd_, -1)),
+      timeout_ms_(other.timeout_ms_),
+      next_sequence_(other.next_sequence_) {}
 
 NetlinkSocket::~NetlinkSocket() {
   if (fd_ >= 0) close(fd_);
@@ -117,12 +125,26 @@ std::optional<std::vector<std::uint8_t>> NetlinkSocket::Transact(const NetlinkRe
   }
 
   std::vector<std::uint8_t> reply;
-  std::vector<std::uint8_t> datagram(kReceiveBufferSize);
+  alignas(nlmsghdr) std::uint8_t datagram[kReceiveBufferSize];
+  // The kernel answers while it takes the request, or as the reader asks for
+  // the next part of a dump: a reply waits only when something is wrong.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms_);
   for (;;) {
-    const ssize_t got = recv(fd_, datagram.data(), datagram.size(), 0);
+    const ssize_t got = recv(fd_, datagram, sizeof datagram, MSG_DONTWAIT | MSG_TRUNC);
     if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return std::nullopt;
-    const auto received = std::span<const std::uint8_t>(datagram.data(), got);
+    if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+      const auto left =
+          std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+      pollfd readable{fd_, POLLIN, 0};
+      if (left.count() <= 0 || poll(&readable, 1, static_cast<int>(left.count())) < 0) {
+        if (errno == EINTR) continue;
+        return std::nullopt;
+      }
+      continue;
+    }
+    // A datagram longer than the buffer arrives cut: nothing to read from it.
+    if (got <= 0 || static_cast<std::size_t>(got) > sizeof datagram) return std::nullopt;
+    const auto received = std::span<const std::uint8_t>(datagram, got);
     bool finished = false;
     for (const NetlinkMessage& message : SplitNetlinkMessages(received)) {
       if (message.sequence != sequence) continue;

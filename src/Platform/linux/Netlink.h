@@ -93,9 +93,10 @@ class NetlinkSocket {
   bool Drain();
 
  private:
-  explicit NetlinkSocket(int fd) : fd_(fd) {}
+  NetlinkSocket(int fd, int timeout_ms) : fd_(fd), timeout_ms_(timeout_ms) {}
 
   int fd_;
+  const int timeout_ms_;  // the longest wait for a reply
   std::uint32_t next_sequence_ = 1;
 };
 
