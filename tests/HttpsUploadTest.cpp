@@ -216,11 +216,11 @@ TEST_F(HttpsUpload, UploadsToAServiceSlowerThanThemEndWithinTheirTimeOut) {
   LoopbackReceiver slow(ca_, kHost, 1);
   slow.SetAnswerDelay(250ms);
   Route(ca_.CertificatePem(), slow.port());
-  // Twenty seconds of the service's work, ten rounds of time-outs for its
-  // eight connections at a time.
-  constexpr std::size_t kUploads = 80;
+  // Forty seconds of the service's work, twenty rounds of time-outs for its
+  // eight connections at a time, where waiting uploads do not time out.
+  constexpr std::size_t kUploads = 160;
   for (std::size_t i = 0; i < kUploads; ++i) Upload(Envelope(), 1);
-  EXPECT_TRUE(RQBehavior::flush(5s)) << "an upload outlived its 1-second time-out";
+  EXPECT_TRUE(RQBehavior::flush(10s)) << "an upload outlived its 1-second time-out";
   const std::vector<std::string> lines = log_.Lines();
   EXPECT_THAT(lines, testing::Each(testing::AllOf(testing::StartsWith("variables POST ERROR: "),
                                                   testing::ContainsRegex("time(d )?out"))));

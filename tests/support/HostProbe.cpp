@@ -145,19 +145,26 @@ int NoGetrandom(char** argv) {
 // A child that has not ended by then is stuck.
 constexpr auto kChildLimit = std::chrono::seconds(30);
 
-// Waits for `child`; false when it is stuck (it is killed then) or failed.
+// Waits for `child`; false, with a line that says how, when it is stuck (it
+// is killed then) or failed.
 bool ChildEnded(pid_t child) {
-  const auto limit = std::chrono::steady_clock::now() + kChildLimit;
+  const auto start = std::chrono::steady_clock::now();
   int status = 0;
   while (waitpid(child, &status, WNOHANG) == 0) {
-    if (std::chrono::steady_clock::now() > limit) {
+    if (std::chrono::steady_clock::now() - start > kChildLimit) {
       kill(child, SIGKILL);
       waitpid(child, &status, 0);
+      std::printf("child %d hung\n", static_cast<int>(child));
       return false;
     }
     usleep(1000);
   }
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return true;
+  std::printf("child %d ended with status %d after %lld ms\n", static_cast<int>(child), status,
+              static_cast<long long>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                         std::chrono::steady_clock::now() - start)
+                                         .count()));
+  return false;
 }
 
 int Fork(char** argv) {

@@ -14,7 +14,7 @@ namespace rqb {
 
 // Closed for good once exit() has begun.
 struct LibrarySection::Gate {
-  std::shared_timed_mutex sections;  // shared by the sections under way
+  std::shared_mutex sections;  // shared by the sections under way
   std::atomic<bool> closed{false};
 };
 
@@ -84,9 +84,10 @@ void CloseLibrarySectionsAtExit() {
   std::atexit(+[] {
     LibrarySection::Gate& gate = TheGate().Get();
     if (gate.closed.exchange(true, std::memory_order_acq_rel)) return;
-    // Taken for good when every section under way has ended; after the
-    // longest wait, exit goes on while a stalled one finishes, or not.
-    static_cast<void>(gate.sections.try_lock_for(kLongestExitWait));
+    // No section starts from now on; taken for good once every section under
+    // way has ended. Not bounded: a section that went on after exit had gone
+    // ahead could find OpenSSL's state freed by its exit handler.
+    gate.sections.lock();
   });
 }
 

@@ -5,7 +5,6 @@
 #pragma once
 
 #include <atomic>
-#include <chrono>
 #include <mutex>
 #include <string>
 
@@ -48,9 +47,10 @@ class RuntimeLibrary {
 // its own first load), and calls into OpenSSL, directly or through libcurl.
 // A section holds a ForkGuard, so fork waits for the sections under way. From
 // the exit handler of CloseLibrarySectionsAtExit() on, no section starts
-// again, and exit waits for those under way, at most kLongestExitWait. Host
-// threads never take one: they would wait for ever once exit has begun.
-// Sections do not nest.
+// again, and exit waits for those under way: as long as such a step takes,
+// microseconds in OpenSSL, milliseconds for a library's loading, longer only
+// while a system call inside it stalls. Host threads never take one: they
+// would wait for ever once exit has begun. Sections do not nest.
 class LibrarySection {
  public:
   LibrarySection();
@@ -63,12 +63,6 @@ class LibrarySection {
  private:
   Gate& gate_;
 };
-
-// How long exit() waits for a section under way. A section takes
-// microseconds, a library's loading milliseconds; only a system call that
-// stalls (a disk that hangs, say) takes longer, and exit() then goes on
-// rather than wait for it: the host asked to end.
-inline constexpr std::chrono::seconds kLongestExitWait{1};
 
 // Registers an exit handler that closes the gate of LibrarySection for good:
 // no section starts from then on, and exit waits for those under way. The
