@@ -1,7 +1,5 @@
 #include "Platform/Platform.h"
 
-#include <cxxabi.h>
-
 #include <atomic>
 #include <cassert>
 #include <memory>
@@ -9,6 +7,7 @@
 #include <utility>
 
 #include "Platform/ForkGate.h"
+#include "Platform/HostCode.h"
 #include "Platform/LogSink.h"
 #include "Platform/RevocableCallback.h"
 
@@ -93,16 +92,8 @@ void SetLogHandler(LogHandler handler) {
   if (handler) {
     replacement = std::make_shared<HostLogHandler>(
         [handler = std::move(handler)](std::string_view message, const LogLinePrefix& prefix) {
-          try {
-            handler(message, prefix);
-          } catch (const abi::__forced_unwind&) {
-            // The handler ends its thread (pthread_exit, pthread_cancel, as
-            // Python does to threads that call in while it shuts down): the
-            // unwinding must go on, or the runtime aborts the process.
-            throw;
-          } catch (...) {
-            // The host's handler failed; nowhere is left to report it.
-          }
+          // What the host's handler throws is dropped: nowhere is left to report it.
+          CallDroppingExceptions([&] { handler(message, prefix); });
         });
   }
   const std::shared_ptr<HostLogHandler> replaced =
@@ -118,17 +109,19 @@ void LogMessage(std::string_view message) {
     HandlerCall() { ++t_handler_calls; }
     ~HandlerCall() { --t_handler_calls; }
   } inside;
-  try {
+  bool handled = false;
+  // Out of memory before the handler ran: the platform's log still takes it.
+  CallDroppingExceptions([&] {
     // A handler revoked between Get() and Invoke() has just been replaced:
     // the message goes to its replacement.
     while (const std::shared_ptr<HostLogHandler> handler = TheLogHandlerSlot().Get()) {
-      if (handler->Invoke(message, sink.LinePrefix())) return;
+      if (handler->Invoke(message, sink.LinePrefix())) {
+        handled = true;
+        return;
+      }
     }
-  } catch (const abi::__forced_unwind&) {
-    throw;  // the handler ended its thread
-  } catch (...) {
-    // Out of memory before the handler ran: the platform's log still takes it.
-  }
+  });
+  if (handled) return;
   sink.Write(message);
 }
 
