@@ -161,8 +161,8 @@ serves the query API (/api/profiler/...) and the web console (/console/).
   --config FILE           read settings from FILE: "name = value" lines with
                           the names above (listen = 0.0.0.0:8443); flags win
   --threads N             requests served at once (default 64)
-  --read-timeout SECONDS  a client that sends nothing for this long is
-                          dropped (default 5)
+  --read-timeout SECONDS  a client that sends nothing for this long, in a
+                          request or between two, is dropped (default 5)
   --sqlite-sync normal|full
                           normal: a stored profile survives the service
                           being killed; full: also a power cut (default

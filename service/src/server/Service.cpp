@@ -49,9 +49,10 @@ Service::Service(const Config& config, std::string token)
   // requests pays a new TLS handshake.
   server->set_tcp_nodelay(true);
   server->set_keep_alive_max_count(100000);
-  server->set_keep_alive_timeout(5);
   // A client that stalls (headers sent byte by byte, a body that never
-  // ends) loses its connection instead of holding a thread.
+  // ends) or idles between requests loses its connection instead of holding
+  // a thread.
+  server->set_keep_alive_timeout(config.read_timeout_seconds);
   server->set_read_timeout(config.read_timeout_seconds, 0);
   server->set_write_timeout(config.read_timeout_seconds, 0);
   server->set_payload_max_length(kMaxBodyBytes);
