@@ -30,7 +30,7 @@ std::string FormatRfc3339(std::int64_t microseconds_since_epoch) {
   const sys_days day = floor<days>(time);
   const year_month_day date(day);
   const hh_mm_ss<microseconds> clock(time - day);
-  char text[40];
+  char text[128];
   std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d.%06lldZ",
                 static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
                 static_cast<unsigned>(date.day()), static_cast<int>(clock.hours().count()),

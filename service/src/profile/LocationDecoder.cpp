@@ -103,7 +103,7 @@ std::optional<std::string> LocationTimestampToRfc3339(std::string_view text) {
     return std::nullopt;
   }
   // Written back with the device's own offset, as RFC 3339 wants it.
-  char rfc3339[32];
+  char rfc3339[128];
   std::snprintf(rfc3339, sizeof rfc3339, "%04d-%02u-%02uT%02d:%02d:%02d%c%02d:%02d", year, month,
                 day, hour, minute, second, text[19], offset_hours, offset_minutes);
   return std::string(rfc3339);

@@ -50,8 +50,10 @@ TestTls::TestTls(const TemporaryFolder& folder, const std::string& host)
   std::fclose(key);
 }
 
-ServiceProcess::ServiceProcess(std::string database, std::vector<std::string> extra)
-    : tls_(std::make_unique<TestTls>(folder_)),
+ServiceProcess::ServiceProcess(std::string database, std::vector<std::string> extra,
+                               std::string host)
+    : host_(std::move(host)),
+      tls_(std::make_unique<TestTls>(folder_, host_)),
       database_(database.empty() ? "sqlite:" + (folder_ / "profiles.db") : std::move(database)),
       extra_(std::move(extra)) {
   // Writes to a connection the service closed (it stopped, or refused a
@@ -111,7 +113,8 @@ void ServiceProcess::Start() {
 std::string ServiceProcess::Log() const { return ReadFile(folder_ / "service.log"); }
 
 std::unique_ptr<httplib::SSLClient> ServiceProcess::Client() const {
-  auto client = std::make_unique<httplib::SSLClient>("localhost", port_);
+  auto client = std::make_unique<httplib::SSLClient>(host_, port_);
+  client->set_hostname_addr_map({{host_, "127.0.0.1"}});
   client->set_ca_cert_path(tls_->ca_file.c_str());
   client->enable_server_certificate_verification(true);
   client->set_connection_timeout(5);

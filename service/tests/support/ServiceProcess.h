@@ -35,18 +35,23 @@ inline constexpr char kToken[] = "test-token-0123456789abcdef";
 
 class ServiceProcess {
  public:
-  // Starts the service on `database` with `extra` flags and waits until it
-  // listens. Without a database, SQLite in the folder.
-  explicit ServiceProcess(std::string database = "", std::vector<std::string> extra = {});
+  // Starts the service on `database` with `extra` flags and a certificate
+  // for `host`, and waits until it listens. Without a database, SQLite in
+  // the folder.
+  explicit ServiceProcess(std::string database = "", std::vector<std::string> extra = {},
+                          std::string host = "localhost");
   ~ServiceProcess();  // SIGKILL if still running
 
   int port() const { return port_; }
   const std::string& database() const { return database_; }
   const std::string& ca_file() const { return tls_->ca_file; }
+  const std::string& host() const { return host_; }
+  const TemporaryFolder& folder() const { return folder_; }
   // Everything the service logged so far.
   std::string Log() const;
 
-  // A client that verifies the service's certificate against the test CA.
+  // A client that verifies the service's certificate for host() against the
+  // test CA, connecting to 127.0.0.1.
   std::unique_ptr<httplib::SSLClient> Client() const;
 
   // SIGTERM, and the exit status once it has stopped (-1 if it did not
@@ -60,6 +65,7 @@ class ServiceProcess {
   void Start();
 
   TemporaryFolder folder_;
+  std::string host_;
   std::unique_ptr<TestTls> tls_;
   std::string database_;
   std::vector<std::string> extra_;
