@@ -21,9 +21,11 @@ build/.configured: | deps
 	cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_SHARED_LIBS=ON $(STRICT) $(CMAKE_FLAGS)
 	@touch $@
 
+# The real path: the demo host uploads to rqbehavior-service, which stores
+# the profile in SQLite and shows it (service/scripts/demo.sh).
 demo: build/.configured
-	cmake --build build -j $(JOBS) --target rqbehavior-demo
-	./build/examples/demo/rqbehavior-demo
+	cmake --build build -j $(JOBS) --target rqbehavior-demo rqbehavior-service
+	./service/scripts/demo.sh build
 
 test: build/.configured
 	cmake --build build -j $(JOBS)
