@@ -28,6 +28,10 @@ class SqliteConnection final : public Connection {
     // waits for the disk (they survive a power cut).
     Execute("PRAGMA journal_mode=WAL");
     Execute(sync == SqliteSync::kFull ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=NORMAL");
+    // A checkpoint (copying the WAL into the database, and syncing it) every
+    // 16 MB of WAL rather than every 4 MB; and the indexes' pages in memory.
+    Execute("PRAGMA wal_autocheckpoint=4000");
+    Execute("PRAGMA cache_size=-32768");
   }
 
   ~SqliteConnection() override {

@@ -1,6 +1,7 @@
 #include "server/Service.h"
 
 #include <httplib.h>
+#include <sys/socket.h>
 
 #include <stdexcept>
 
@@ -59,6 +60,17 @@ Service::Service(const Config& config, std::string token)
   const std::size_t threads = static_cast<std::size_t>(config.threads);
   server->new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
 
+  // The library listens with a backlog of 5: clients that open a new TLS
+  // connection per profile overflow it, and a dropped SYN costs them a
+  // second. The listening socket is caught when made and given the
+  // system's backlog once bound.
+  int listening_socket = -1;
+  server->set_socket_options([&listening_socket](int socket) {
+    const int on = 1;
+    setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    listening_socket = socket;
+  });
+
   RegisterIngestion(*server, parts_->context);
   RegisterQueries(*server, parts_->context);
   RegisterOperations(*server, parts_->context, config.console_dir);
@@ -73,6 +85,7 @@ Service::Service(const Config& config, std::string token)
     throw std::runtime_error("cannot listen on " + config.listen_host + ":" +
                              std::to_string(config.listen_port));
   }
+  if (listening_socket >= 0) listen(listening_socket, SOMAXCONN);
   parts_->server = std::move(server);
 }
 

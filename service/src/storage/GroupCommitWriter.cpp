@@ -19,14 +19,15 @@ void GroupCommitWriter::Stop() {
 }
 
 std::int64_t GroupCommitWriter::Write(Reception reception) {
-  Pending pending{std::move(reception), false, nullptr};
-  std::unique_lock lock(mutex_);
-  if (stopping_) throw DatabaseError("the service is stopping");
-  queue_.push_back(&pending);
+  Pending pending{std::move(reception), {}};
+  std::future<std::int64_t> committed = pending.committed.get_future();
+  {
+    std::lock_guard lock(mutex_);
+    if (stopping_) throw DatabaseError("the service is stopping");
+    queue_.push_back(&pending);
+  }
   queued_.notify_one();
-  committed_.wait(lock, [&] { return pending.done; });
-  if (pending.error) std::rethrow_exception(pending.error);
-  return pending.reception.id;
+  return committed.get();  // rethrows the writer's error
 }
 
 void GroupCommitWriter::Run() {
@@ -41,27 +42,30 @@ void GroupCommitWriter::Run() {
       queue_.erase(queue_.begin(), queue_.begin() + static_cast<std::ptrdiff_t>(take));
     }
     Commit(batch);
-    {
-      std::lock_guard lock(mutex_);
-      for (Pending* pending : batch) pending->done = true;
-    }
-    committed_.notify_all();
     batch.clear();
   }
 }
 
 void GroupCommitWriter::Commit(std::vector<Pending*>& batch) {
+  // Taken out of the callers' Pending objects: a caller may return, and
+  // destroy its Pending, as soon as its promise is fulfilled.
   std::vector<Reception> receptions;
+  std::vector<std::promise<std::int64_t>> committed;
   receptions.reserve(batch.size());
-  for (Pending* pending : batch) receptions.push_back(std::move(pending->reception));
+  committed.reserve(batch.size());
+  for (Pending* pending : batch) {
+    receptions.push_back(std::move(pending->reception));
+    committed.push_back(std::move(pending->committed));
+  }
   try {
     if (!connection_ || !connection_->usable()) connection_ = storage_.OpenWriterConnection();
     Storage::AppendReceptions(*connection_, receptions);
-    for (std::size_t i = 0; i < batch.size(); ++i) batch[i]->reception.id = receptions[i].id;
   } catch (...) {
     const std::exception_ptr error = std::current_exception();
-    for (Pending* pending : batch) pending->error = error;
+    for (auto& promise : committed) promise.set_exception(error);
+    return;
   }
+  for (std::size_t i = 0; i < committed.size(); ++i) committed[i].set_value(receptions[i].id);
 }
 
 }  // namespace rqbservice

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -34,10 +35,11 @@ class GroupCommitWriter {
   void Stop();
 
  private:
+  // A caller's reception; `committed` is fulfilled (with the id, or the
+  // error) by the writer, which wakes that caller alone.
   struct Pending {
     Reception reception;
-    bool done = false;
-    std::exception_ptr error;
+    std::promise<std::int64_t> committed;
   };
 
   void Run();
@@ -48,7 +50,6 @@ class GroupCommitWriter {
   std::unique_ptr<Connection> connection_;  // the writer thread's own
   std::mutex mutex_;
   std::condition_variable queued_;
-  std::condition_variable committed_;
   std::vector<Pending*> queue_;  // guarded by mutex_
   bool stopping_ = false;        // guarded by mutex_
   std::thread thread_;
