@@ -55,16 +55,11 @@ TEST(Config, RefusesIncompleteOrContradictorySettings) {
             std::string::npos);
   EXPECT_NE(ErrorOf(with({"--token-file", "t", "--listen", "8443"})).find("ADDRESS:PORT"),
             std::string::npos);
-  EXPECT_NE(ErrorOf(with({"--token-file", "t", "--listen", "h:70000"})).find("65535"),
-            std::string::npos);
   EXPECT_NE(ErrorOf(with({"--token-file", "t", "--threads", "many"})).find("--threads"),
-            std::string::npos);
-  EXPECT_NE(ErrorOf(with({"--token-file", "t", "--sqlite-sync", "off"})).find("normal or full"),
             std::string::npos);
   EXPECT_NE(ErrorOf({"--tokenfile", "t"}).find("unknown setting --tokenfile"), std::string::npos);
   EXPECT_NE(ErrorOf({"--config", "/nonexistent/rqbehavior.conf"}).find("cannot read"),
             std::string::npos);
-  EXPECT_NE(ErrorOf({"--database"}).find("needs a value"), std::string::npos);
   EXPECT_TRUE(std::holds_alternative<ShowHelp>(Parse({"--token-file", "t", "--help"})));
   EXPECT_TRUE(std::holds_alternative<Config>(Parse({"--plain-http", "--token-file", "t"})));
 }

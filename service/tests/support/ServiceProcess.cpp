@@ -69,19 +69,12 @@ ServiceProcess::~ServiceProcess() {
 
 void ServiceProcess::Start() {
   const std::string port_file = folder_ / ("port." + std::to_string(++starts_));
-  std::vector<std::string> arguments = {RQBEHAVIOR_SERVICE_BINARY,
-                                        "--listen",
-                                        "127.0.0.1:0",
-                                        "--port-file",
-                                        port_file,
-                                        "--database",
-                                        database_,
-                                        "--tls-cert",
-                                        tls_->cert_file,
-                                        "--tls-key",
-                                        tls_->key_file,
-                                        "--token-file",
-                                        folder_ / "token"};
+  // clang-format off
+  std::vector<std::string> arguments = {
+      RQBEHAVIOR_SERVICE_BINARY, "--listen", "127.0.0.1:0", "--port-file", port_file,
+      "--database", database_, "--tls-cert", tls_->cert_file, "--tls-key", tls_->key_file,
+      "--token-file", folder_ / "token"};
+  // clang-format on
   arguments.insert(arguments.end(), extra_.begin(), extra_.end());
   const std::string log = folder_ / "service.log";
   pid_ = fork();
