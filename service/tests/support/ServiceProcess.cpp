@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -69,9 +70,11 @@ ServiceProcess::~ServiceProcess() {
 
 void ServiceProcess::Start() {
   const std::string port_file = folder_ / ("port." + std::to_string(++starts_));
+  // A build of the service under a sanitizer may stand in for this build's.
+  const char* binary = std::getenv("RQBEHAVIOR_TEST_SERVICE_BINARY");
   // clang-format off
   std::vector<std::string> arguments = {
-      RQBEHAVIOR_SERVICE_BINARY, "--listen", "127.0.0.1:0", "--port-file", port_file,
+      binary ? binary : RQBEHAVIOR_SERVICE_BINARY, "--listen", "127.0.0.1:0", "--port-file", port_file,
       "--database", database_, "--tls-cert", tls_->cert_file, "--tls-key", tls_->key_file,
       "--token-file", folder_ / "token"};
   // clang-format on
