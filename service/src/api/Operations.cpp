@@ -21,10 +21,12 @@ void RegisterOperations(httplib::Server& server, ApiContext& context,
 
   // The console's files hold no data: every figure it shows comes from the
   // query API, with the token the analyst enters.
-  server.set_mount_point("/console", console_dir);
-  server.Get("/", [](const httplib::Request&, httplib::Response& response) {
-    response.set_redirect("/console/");
-  });
+  server.set_mount_point("/console/", console_dir);
+  for (const char* path : {"/", "/console"}) {
+    server.Get(path, [](const httplib::Request&, httplib::Response& response) {
+      response.set_redirect("/console/");
+    });
+  }
   server.set_post_routing_handler([](const httplib::Request&, httplib::Response& response) {
     response.set_header("X-Content-Type-Options", "nosniff");
     response.set_header("Content-Security-Policy",
