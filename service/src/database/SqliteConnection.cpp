@@ -1,5 +1,6 @@
 #include <sqlite3.h>
 
+#include <cstdio>
 #include <map>
 
 #include "database/Connection.h"
@@ -59,8 +60,9 @@ class SqliteConnection final : public Connection {
     sqlite3_reset(statement);
     sqlite3_clear_bindings(statement);
     for (std::size_t i = 0; i < parameters.size(); ++i) {
-      const std::string name = "$" + std::to_string(i + 1);
-      const int index = sqlite3_bind_parameter_index(statement, name.c_str());
+      char name[24];  // "$1", "$2"...
+      std::snprintf(name, sizeof name, "$%zu", i + 1);
+      const int index = sqlite3_bind_parameter_index(statement, name);
       if (index == 0) continue;  // not used by this statement
       int bound = SQLITE_OK;
       if (const auto* text = std::get_if<std::string>(&parameters[i])) {
