@@ -362,9 +362,12 @@ int main(int argc, char** argv) {
       rss_start, rss_10k, rss_100k,
       100.0 * static_cast<double>(rss_100k - rss_10k) / static_cast<double>(rss_10k), hwm,
       90000 / flood_seconds);
-  std::printf("database: %.1f MB for %s receptions\n",
+  httplib::SSLClient client("127.0.0.1", service.port);
+  client.enable_server_certificate_verification(false);
+  const auto metrics = client.Get("/metrics");
+  std::printf("database: %.1f MB for %.0f receptions\n",
               static_cast<double>(std::filesystem::file_size(path("profiles.db"))) / 1e6,
-              "about 112,000");
+              metrics ? Match(metrics->body, R"(rqbehavior_receptions_total (\d+))") : 0.0);
   Stop(service);
   std::filesystem::remove_all(folder);
   return 0;
