@@ -21,9 +21,11 @@ build/.configured: | deps
 	cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_SHARED_LIBS=ON $(STRICT) $(CMAKE_FLAGS)
 	@touch $@
 
+# The real path: the demo host uploads to rqbehavior-service, which stores
+# the profile in SQLite and shows it (service/scripts/demo.sh).
 demo: build/.configured
-	cmake --build build -j $(JOBS) --target rqbehavior-demo
-	./build/examples/demo/rqbehavior-demo
+	cmake --build build -j $(JOBS) --target rqbehavior-demo rqbehavior-service
+	./service/scripts/demo.sh build
 
 test: build/.configured
 	cmake --build build -j $(JOBS)
@@ -48,12 +50,15 @@ faults: build/.configured
 
 # Release, with the shared library a host links against (for the start-up
 # figures); strace, valgrind and dbus-daemon give the counts and the bus line.
+# Then the profiling service's ingestion beside a discard server: ab and wrk
+# are its load clients.
 bench: deps
-	@./scripts/install-deps.sh valgrind dbus-daemon
+	@./scripts/install-deps.sh strace valgrind dbus-daemon wrk apache2-utils
 	cmake -S . -B build-release -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS=ON \
 	  -DRQBEHAVIOR_BUILD_TESTS=OFF $(STRICT) $(CMAKE_FLAGS)
-	cmake --build build-release -j $(JOBS) --target rqbehavior-bench
+	cmake --build build-release -j $(JOBS) --target rqbehavior-bench rqbehavior-service rqbehavior-service-bench
 	./build-release/bench/rqbehavior-bench
+	./build-release/service/bench/rqbehavior-service-bench ./build-release/service/rqbehavior-service
 
 sanitize: sanitize-address sanitize-thread
 

@@ -15,6 +15,9 @@ packages=(
   clang python3 strace dpkg-dev file
   curl binutils
   iproute2 dbus-daemon
+  # The profiling service: its databases (PostgreSQL's tests run a throw-away
+  # cluster), headless Chromium for its console test, openssl for make demo.
+  libsqlite3-dev libpq-dev postgresql postgresql-common chromium openssl
   "$@"
 )
 
