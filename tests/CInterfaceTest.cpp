@@ -14,9 +14,6 @@ namespace {
 
 using test::PlatformTest;
 
-constexpr char kNoSessionIdReason[] =
-    "Undefined SessionId. SessionId must not be null and must be a min length of 6 characters.";
-
 class CInterface : public PlatformTest {
  protected:
   ~CInterface() override { rqb_set_log_handler(nullptr, nullptr); }
@@ -30,7 +27,7 @@ TEST_F(CInterface, ARefusedSessionIdentifierBecomesAnErrorForTheCallerToFree) {
     EXPECT_EQ(rqb_collect_device_information(refused, &error), RQB_EXCEPTION);
     ASSERT_NE(error, nullptr);
     EXPECT_STREQ(error->name, "NoSessionID");
-    EXPECT_STREQ(error->reason, kNoSessionIdReason);
+    EXPECT_STREQ(error->reason, UNDEFINED_SESSION_ID_ERR_MESSAGE);
     rqb_error_free(error);
     EXPECT_EQ(rqb_collect_device_information(refused, nullptr), RQB_EXCEPTION);
   }
