@@ -236,9 +236,7 @@ TEST_F(LinuxOutsideFiles, EachRunReadsTheBatteryAfresh) {
 // between them.
 TEST(LinuxCollectionRuns, OverlapThroughTheRealProvidersWithoutADataRace) {
   test::RecordingUrlSessions sessions;
-  Platform recording;
-  recording.url_sessions = &sessions;
-  const ScopedPlatformOverride in_force(recording);
+  const ScopedPlatformOverride in_force(Platform{.url_sessions = &sessions});
   constexpr std::size_t kRuns = 8;
   for (std::size_t i = 0; i < kRuns; ++i) {
     RQBehavior::getInstance("shop-app-01").collectDeviceInformation("session-" + std::to_string(i));

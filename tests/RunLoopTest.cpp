@@ -81,9 +81,7 @@ TEST(RunLoop, ASignalledSourceRunsOnceAtTheNextTurnWithoutReadableDescriptor) {
 TEST(RunLoop, TheMainThreadsLoopServesTheMainQueueOnlyWhileItRuns) {
   // gtest runs test bodies on the process's main thread.
   DrainableMainQueue main_queue;
-  Platform platform;
-  platform.main_queue = &main_queue;
-  ScopedPlatformOverride in_force(platform);
+  const ScopedPlatformOverride in_force(Platform{.main_queue = &main_queue});
   const std::shared_ptr<RunLoop> loop = RunLoop::Current();
 
   std::atomic<std::thread::id> served_on;
