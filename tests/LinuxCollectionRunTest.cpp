@@ -97,18 +97,14 @@ struct RootedLinuxPlatform {
       : device(root),
         calendar(root),
         preferences(root / kPreferences,
-                    {root / "etc/default/keyboard", root / "etc/vconsole.conf"}) {
-    platform.classes = &classes;
-    platform.device = &device;
-    platform.calendar = &calendar;
-    platform.preferences = &preferences;
-  }
+                    {root / "etc/default/keyboard", root / "etc/vconsole.conf"}) {}
 
   RegistryClassLookup classes;
   LinuxDevice device;
   LinuxDeviceCalendar calendar;
   LinuxPreferences preferences;
-  Platform platform;
+  const Platform platform{
+      .classes = &classes, .calendar = &calendar, .device = &device, .preferences = &preferences};
 };
 
 class LinuxOutsideFiles : public test::PlatformTest {
