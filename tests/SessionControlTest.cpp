@@ -65,7 +65,6 @@ TEST_F(SessionControl, HostRequestTimeoutIsKeptButUploadsUseTenSeconds) {
   RQBIdentifyManager& manager = RQBIdentifyManager::getInstance();
   EXPECT_EQ(manager.requestTimeout(), 10);
   behavior.setRequestTimeout(30);
-  EXPECT_EQ(behavior.requestTimeout(), 30);
   EXPECT_EQ(manager.requestTimeout(), 10);
   EXPECT_EQ(RQBHttpService::getInstance().requestTimeout(), 30);
 
