@@ -14,9 +14,6 @@ namespace {
 
 using test::PlatformTest;
 
-constexpr char kNoSessionIdReason[] =
-    "Undefined SessionId. SessionId must not be null and must be a min length of 6 characters.";
-
 class CInterface : public PlatformTest {
  protected:
   ~CInterface() override { rqb_set_log_handler(nullptr, nullptr); }
@@ -30,7 +27,7 @@ TEST_F(CInterface, ARefusedSessionIdentifierBecomesAnErrorForTheCallerToFree) {
     EXPECT_EQ(rqb_collect_device_information(refused, &error), RQB_EXCEPTION);
     ASSERT_NE(error, nullptr);
     EXPECT_STREQ(error->name, "NoSessionID");
-    EXPECT_STREQ(error->reason, kNoSessionIdReason);
+    EXPECT_STREQ(error->reason, UNDEFINED_SESSION_ID_ERR_MESSAGE);
     rqb_error_free(error);
     EXPECT_EQ(rqb_collect_device_information(refused, nullptr), RQB_EXCEPTION);
   }
@@ -71,32 +68,20 @@ TEST_F(CInterface, ASessionIdentifierIsWrittenOnlyIntoABufferThatHoldsIt) {
   EXPECT_EQ(buffer[RQB_SESSION_ID_SIZE], 'x');
 }
 
-struct SeenMessage {
-  std::string text;
-  std::size_t text_length;
-  int64_t unix_time_ns;
-  std::string program;
-  long process_id;
-  long thread_id;
-};
-
+// Each message as "text (length) time program[process:thread]".
 void Record(const rqb_log_message* message, void* context) {
-  static_cast<std::vector<SeenMessage>*>(context)->push_back(
-      {message->text, message->text_length, message->unix_time_ns, message->program,
-       message->process_id, message->thread_id});
+  static_cast<std::vector<std::string>*>(context)->push_back(
+      std::string(message->text) + " (" + std::to_string(message->text_length) + ") " +
+      std::to_string(message->unix_time_ns) + " " + message->program + "[" +
+      std::to_string(message->process_id) + ":" + std::to_string(message->thread_id) + "]");
 }
 
 TEST_F(CInterface, TheLogHandlerGetsTheTextThePrefixPartsAndItsContext) {
-  std::vector<SeenMessage> seen;
+  std::vector<std::string> seen;
   ASSERT_EQ(rqb_set_log_handler(Record, &seen), RQB_OK);
   LogMessage("variables POST ERROR: refused");
-  ASSERT_EQ(seen.size(), 1u);
-  EXPECT_EQ(seen[0].text, "variables POST ERROR: refused");
-  EXPECT_EQ(seen[0].text_length, seen[0].text.size());
-  EXPECT_EQ(seen[0].unix_time_ns, 1'700'000'000'000'000'000);
-  EXPECT_EQ(seen[0].program, "shop");
-  EXPECT_EQ(seen[0].process_id, 812);
-  EXPECT_EQ(seen[0].thread_id, 815);
+  EXPECT_EQ(seen, std::vector<std::string>{
+                      "variables POST ERROR: refused (29) 1700000000000000000 shop[812:815]"});
   EXPECT_TRUE(log_.Lines().empty());
 
   ASSERT_EQ(rqb_set_log_handler(nullptr, nullptr), RQB_OK);

@@ -23,17 +23,10 @@ class DeviceProfile : public test::PlatformTest {
     network_.captive_network.interfaces = std::vector<std::string>{"en0"};
     network_.captive_network.networks["en0"] = NetworkInfo{{"SSID", "Home"}};
     network_.telephony.carriers = CarrierDictionary{{"0000000100000001", Carrier{"Alpha", true}}};
-    Location fix;
-    fix.latitude = -23.5505;
-    fix.longitude = -46.6333;
-    fix.altitude = 760.5;
-    fix.timestamp = sys_days{2021y / January / 21} + 17h + 3min + 7s;  // 14:03:07 in São Paulo
-    fix.horizontal_accuracy = 65;
-    fix.vertical_accuracy = 10;
-    fix.course = 181.5;
-    fix.speed = 0.75;
+    // A fix that would give a record, were there a manager to hand it out.
     location_.location.SetStatus(kLocationAuthorizedAlways);
-    location_.location.SetCachedLocation(fix);
+    location_.location.SetCachedLocation(Location{
+        -23.5505, -46.6333, 760.5, sys_days{2021y / January / 21}, 65, 10, 181.5, 0.75, {}});
   }
 
   nlohmann::json CollectVariables() {
@@ -48,14 +41,8 @@ class DeviceProfile : public test::PlatformTest {
     return profile["Variables"];
   }
 
-  static Platform With(ClassLookup& classes) {
-    Platform platform;
-    platform.classes = &classes;
-    return platform;
-  }
-
   RegistryClassLookup library_classes_;
-  ScopedPlatformOverride use_library_classes_{With(library_classes_)};
+  ScopedPlatformOverride use_library_classes_{Platform{.classes = &library_classes_}};
   test::FakeNetworkPlatform network_;
   test::FakeLocationPlatform location_;
   test::FakeDevicePlatform device_;

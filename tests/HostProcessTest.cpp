@@ -90,10 +90,19 @@ class Probe {
   int err_ = -1;
 };
 
-std::string Describe(int status) {
-  if (WIFSIGNALED(status)) return "killed by signal " + std::to_string(WTERMSIG(status));
-  if (WIFEXITED(status)) return "exit status " + std::to_string(WEXITSTATUS(status));
-  return "status " + std::to_string(status);
+bool ExitedWith(const Probe::Outcome& outcome, int code) {
+  return WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == code;
+}
+
+// Success when the probe exited 0; else how it ended, and what it wrote.
+testing::AssertionResult EndedWell(const Probe::Outcome& outcome) {
+  if (ExitedWith(outcome, 0)) return testing::AssertionSuccess();
+  const int status = outcome.status;
+  const std::string how = WIFSIGNALED(status)
+                              ? "killed by signal " + std::to_string(WTERMSIG(status))
+                          : WIFEXITED(status) ? "exit status " + std::to_string(WEXITSTATUS(status))
+                                              : "status " + std::to_string(status);
+  return testing::AssertionFailure() << how << "\n" << outcome.out << outcome.err;
 }
 
 class HostProcess : public ::testing::Test {
@@ -132,10 +141,7 @@ TEST_F(HostProcess, LeavingMainOrCallingExitWhileRunsAndUploadsAreUnderWayEndsNo
       probes.emplace_back(cases[i]);
     }
     for (std::size_t i = 0; i < probes.size(); ++i) {
-      const Probe::Outcome outcome = probes[i].Wait();
-      ASSERT_TRUE(WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == 0)
-          << testing::PrintToString(cases[next + i]) << ": " << Describe(outcome.status) << "\n"
-          << outcome.err;
+      ASSERT_TRUE(EndedWell(probes[i].Wait())) << testing::PrintToString(cases[next + i]);
     }
   }
 }
@@ -146,11 +152,7 @@ TEST_F(HostProcess, LeavingMainOrCallingExitWhileRunsAndUploadsAreUnderWayEndsNo
 TEST_F(HostProcess, ChildrenForkedWhileRunsAreInFlightUploadTheirOwnProfiles) {
   // A sanitized process runs several times slower: fewer children fit.
   const int kChildren = &__sanitizer_get_current_allocated_bytes != nullptr ? 40 : 200;
-  Probe probe({"fork", Port(), ca_path_, std::to_string(kChildren)});
-  const Probe::Outcome outcome = probe.Wait();
-  ASSERT_TRUE(WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == 0)
-      << Describe(outcome.status) << "\n"
-      << outcome.out << outcome.err;
+  ASSERT_TRUE(EndedWell(Probe({"fork", Port(), ca_path_, std::to_string(kChildren)}).Wait()));
   std::set<std::string> children;
   for (const auto& request : receiver_.Requests()) {
     const auto body = nlohmann::json::parse(request.body);
@@ -161,28 +163,19 @@ TEST_F(HostProcess, ChildrenForkedWhileRunsAreInFlightUploadTheirOwnProfiles) {
 }
 
 TEST_F(HostProcess, WhenTheSystemRefusesThreadsARunIsDroppedWithALogLine) {
-  Probe probe({"no-threads"});
-  const Probe::Outcome outcome = probe.Wait();
-  if (WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == kCannotSetUp) {
+  const Probe::Outcome outcome = Probe({"no-threads"}).Wait();
+  if (ExitedWith(outcome, kCannotSetUp))
     GTEST_SKIP() << "cannot limit the threads of a process here";
-  }
-  EXPECT_TRUE(WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == 0)
-      << Describe(outcome.status) << "\n"
-      << outcome.err;
+  EXPECT_TRUE(EndedWell(outcome));
   EXPECT_THAT(outcome.err, testing::HasSubstr("no thread could be started"));
 }
 
 TEST_F(HostProcess, WithoutGetrandomSessionIdentifiersComeFromAnotherSource) {
   for (const char* files : {"files", "no-files"}) {
     SCOPED_TRACE(files);
-    Probe probe({"no-getrandom", files});
-    const Probe::Outcome outcome = probe.Wait();
-    if (WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == kCannotSetUp) {
-      GTEST_SKIP() << "cannot install a seccomp filter here";
-    }
-    ASSERT_TRUE(WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == 0)
-        << Describe(outcome.status) << "\n"
-        << outcome.err;
+    const Probe::Outcome outcome = Probe({"no-getrandom", files}).Wait();
+    if (ExitedWith(outcome, kCannotSetUp)) GTEST_SKIP() << "cannot install a seccomp filter here";
+    ASSERT_TRUE(EndedWell(outcome));
     const std::string uuid = "[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}";
     EXPECT_THAT(outcome.out, testing::MatchesRegex(uuid + "\n" + uuid + "\n"));
     EXPECT_NE(outcome.out.substr(0, 36), outcome.out.substr(37, 36));

@@ -43,9 +43,7 @@ class HttpsUpload : public PlatformTest {
   void Route(const std::string& trusted_pem, int port = 0) {
     curl_.emplace(CurlUrlSessionFactory::LoopbackRoute(
         kAuthority, port != 0 ? port : receiver_.port(), trusted_pem));
-    Platform routed;
-    routed.url_sessions = &*curl_;
-    route_.emplace(routed);
+    route_.emplace(Platform{.url_sessions = &*curl_});
   }
 
   void Upload(const JsonObject& envelope, int timeout = 10) {

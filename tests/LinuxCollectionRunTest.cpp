@@ -97,18 +97,14 @@ struct RootedLinuxPlatform {
       : device(root),
         calendar(root),
         preferences(root / kPreferences,
-                    {root / "etc/default/keyboard", root / "etc/vconsole.conf"}) {
-    platform.classes = &classes;
-    platform.device = &device;
-    platform.calendar = &calendar;
-    platform.preferences = &preferences;
-  }
+                    {root / "etc/default/keyboard", root / "etc/vconsole.conf"}) {}
 
   RegistryClassLookup classes;
   LinuxDevice device;
   LinuxDeviceCalendar calendar;
   LinuxPreferences preferences;
-  Platform platform;
+  const Platform platform{
+      .classes = &classes, .calendar = &calendar, .device = &device, .preferences = &preferences};
 };
 
 class LinuxOutsideFiles : public test::PlatformTest {
@@ -236,9 +232,7 @@ TEST_F(LinuxOutsideFiles, EachRunReadsTheBatteryAfresh) {
 // between them.
 TEST(LinuxCollectionRuns, OverlapThroughTheRealProvidersWithoutADataRace) {
   test::RecordingUrlSessions sessions;
-  Platform recording;
-  recording.url_sessions = &sessions;
-  const ScopedPlatformOverride in_force(recording);
+  const ScopedPlatformOverride in_force(Platform{.url_sessions = &sessions});
   constexpr std::size_t kRuns = 8;
   for (std::size_t i = 0; i < kRuns; ++i) {
     RQBehavior::getInstance("shop-app-01").collectDeviceInformation("session-" + std::to_string(i));

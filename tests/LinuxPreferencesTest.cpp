@@ -45,9 +45,9 @@ class LinuxPreferencesStore : public ::testing::Test {
     return names;
   }
   // Starts the probe program: another process, which reports the identifier
-  // that the collector finds in the store or makes for it.
-  FILE* StartProbe() const {
-    return popen((std::string(RQB_IDENTIFIER_PROBE) + " '" + path_.string() + "'").c_str(), "r");
+  // that the collector finds in the store or makes for it; `shell` goes first.
+  FILE* StartProbe(const std::string& shell = "") const {
+    return popen((shell + RQB_IDENTIFIER_PROBE + " '" + path_.string() + "'").c_str(), "r");
   }
   static std::string Reported(FILE* probe) {
     char line[64] = {};
@@ -121,10 +121,7 @@ TEST_F(LinuxPreferencesStore, AWriteChangesOnlyItsOwnMembersAndKeepsEveryOtherBy
 TEST_F(LinuxPreferencesStore, AWriterThatDiesMidWriteLeavesNothingBehind) {
   const std::string host = R"({"Setting": ")" + std::string(16384, 'x') + "\"}";
   WriteStore(host);
-  FILE* limited =
-      popen(("ulimit -f 8; exec " + std::string(RQB_IDENTIFIER_PROBE) + " '" + path_.string() + "'")
-                .c_str(),
-            "r");
+  FILE* limited = StartProbe("ulimit -f 8; exec ");
   ASSERT_NE(limited, nullptr);
   const int status = pclose(limited);
   ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ) << status;

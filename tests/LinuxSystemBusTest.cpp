@@ -1,5 +1,7 @@
-// The shared system-bus connection, against a private bus daemon, and what
-// the readings give when a library they load at run time cannot be loaded.
+// The shared system-bus connection, against a private bus daemon, and the
+// libraries loaded at run time: what the readings give when one cannot be
+// loaded, a load that fails is tried again, one that succeeds is kept, and
+// threads that ask first together load once.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -13,6 +15,7 @@
 #include <fstream>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "Platform/linux/LinuxDevice.h"
 #include "Platform/linux/LinuxLocationServices.h"
@@ -150,6 +153,38 @@ TEST(RuntimeLibraries, ALibraryThatCannotBeLoadedGivesTheFallbackOfItsReadings) 
   EXPECT_FALSE(SystemBusLease(500'000));
   EXPECT_FALSE(LinuxLocationServices().LocationServicesEnabled());
   EXPECT_EQ(LinuxTelephony().ServiceSubscriberCellularProviders(), std::nullopt);
+}
+
+const int kLoaded = 1;
+
+TEST(LoadOnce, AFailedLoadIsTriedAgainAndASuccessfulOneIsKept) {
+  LoadOnce<const int*> library;
+  int loads = 0;
+  const auto fails = [&] {
+    ++loads;
+    return static_cast<const int*>(nullptr);
+  };
+  const auto succeeds = [&] {
+    ++loads;
+    return &kLoaded;
+  };
+  EXPECT_EQ(library.Get(fails), nullptr);  // say, out of descriptors
+  EXPECT_EQ(library.Get(succeeds), &kLoaded);
+  EXPECT_EQ(library.Get(fails), &kLoaded);
+  EXPECT_EQ(loads, 2);
+}
+
+TEST(LoadOnce, ThreadsThatAskFirstTogetherLoadOnce) {
+  LoadOnce<const int*> library;
+  std::atomic<int> loads = 0;
+  const auto load = [&] {
+    ++loads;
+    return &kLoaded;
+  };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 8; ++i) threads.emplace_back([&] { EXPECT_EQ(library.Get(load), &kLoaded); });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(loads, 1);
 }
 
 // A child forked while a library thread loads a library would inherit the

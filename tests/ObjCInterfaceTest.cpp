@@ -8,12 +8,12 @@
 #include <vector>
 
 #include "FakePlatform.h"
-#include "Managers/RQBIdentityManager.h"
 #include "Platform/LogSink.h"
 #include "RQBehavior/RQBehavior.h"
 #include "RQBehavior/rqbehavior_c.h"
 #include "RQBehaviorObjCInterface.h"
 #include "Services/RQBHttpService.h"
+#include "Utils/Text/Utf8.h"
 
 namespace rqb {
 namespace {
@@ -44,9 +44,7 @@ TEST_F(ObjCInterface, ARefusedIdentifierComesBackAsNoSessionIdAfterTheFacadeKept
     const std::optional<objc::Refusal> refusal = objc::CollectDeviceInformation(sessionId);
     ASSERT_TRUE(refusal.has_value());
     EXPECT_EQ(refusal->name, u"NoSessionID");
-    EXPECT_EQ(refusal->reason,
-              u"Undefined SessionId. SessionId must not be null and must be a min length of 6 "
-              u"characters.");
+    EXPECT_EQ(refusal->reason, Utf8ToUtf16(UNDEFINED_SESSION_ID_ERR_MESSAGE));
     EXPECT_EQ(refusal->code, objc::ErrorCode::kNoSessionId);
     EXPECT_EQ(background_.RunAll(), 0u);
     // The facade kept the identifier before the manager refused it.
@@ -82,7 +80,6 @@ TEST_F(ObjCInterface, TheClassTheCppFacadeAndTheCInterfaceShareOneState) {
   objc::SetRequestTimeout(30);
   EXPECT_EQ(objc::RequestTimeout(), 30);
   EXPECT_EQ(RQBHttpService::getInstance().requestTimeout(), 30);
-  EXPECT_EQ(RQBIdentifyManager::getInstance().requestTimeout(), 10);
   objc::SetRequestTimeout(std::nullopt);
   EXPECT_EQ(objc::RequestTimeout(), std::nullopt);
 }

@@ -20,9 +20,7 @@ TEST(OperatingSystemVersion, ComparesMajorThenMinorThenPatchOfTheLeadingNumbers)
   };
   for (const auto& c : cases) {
     test::FixedOperatingSystem system(c.running);
-    Platform platform;
-    platform.operating_system = &system;
-    ScopedPlatformOverride in_force(platform);
+    const ScopedPlatformOverride in_force(Platform{.operating_system = &system});
     EXPECT_EQ(IsOperatingSystemAtLeastVersion(c.required), c.at_least) << c.running;
   }
 }

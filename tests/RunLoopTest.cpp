@@ -1,4 +1,5 @@
-// The per-thread run loop: when work runs, and on which thread.
+// The library's own main queue, per-thread run loop and notification center:
+// when work runs, and on which thread.
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -6,9 +7,11 @@
 #include <atomic>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "Platform/MainQueue.h"
+#include "Platform/NotificationCenter.h"
 #include "Platform/Platform.h"
 #include "Platform/RunLoop.h"
 
@@ -81,9 +84,7 @@ TEST(RunLoop, ASignalledSourceRunsOnceAtTheNextTurnWithoutReadableDescriptor) {
 TEST(RunLoop, TheMainThreadsLoopServesTheMainQueueOnlyWhileItRuns) {
   // gtest runs test bodies on the process's main thread.
   DrainableMainQueue main_queue;
-  Platform platform;
-  platform.main_queue = &main_queue;
-  ScopedPlatformOverride in_force(platform);
+  const ScopedPlatformOverride in_force(Platform{.main_queue = &main_queue});
   const std::shared_ptr<RunLoop> loop = RunLoop::Current();
 
   std::atomic<std::thread::id> served_on;
@@ -102,6 +103,45 @@ TEST(RunLoop, TheMainThreadsLoopServesTheMainQueueOnlyWhileItRuns) {
   EXPECT_LT(std::chrono::steady_clock::now(), deadline) << "the submission did not wake the loop";
   submitter.join();
   EXPECT_EQ(served_on.load(), std::this_thread::get_id());
+}
+
+TEST(MainQueue, RunsTasksInOrderOnTheServingThreadOnlyWhenServed) {
+  DrainableMainQueue queue;
+  std::vector<int> ran;
+  std::thread::id ran_on;
+  std::thread([&] {
+    for (int i = 0; i < 3; ++i) {
+      queue.Submit([&, i] {
+        ran.push_back(i);
+        ran_on = std::this_thread::get_id();
+        if (i == 2) queue.Submit([&] { ran.push_back(3); });  // waits for the next Drain()
+      });
+    }
+  }).join();
+  EXPECT_TRUE(ran.empty());
+  EXPECT_EQ(queue.Drain(), 3u);
+  EXPECT_EQ(ran, (std::vector<int>{0, 1, 2}));
+  EXPECT_EQ(ran_on, std::this_thread::get_id());
+  EXPECT_EQ(queue.Drain(), 1u);
+}
+
+TEST(NotificationCenter, CallsObserversOfTheNameInOrderOnThePostingThreadWithTheObject) {
+  NotificationCenter center;
+  std::vector<std::pair<std::string, std::thread::id>> calls;
+  int sender = 0;
+  center.AddObserver("changed", [&](const Notification& n) {
+    EXPECT_EQ(n.object, &sender);
+    calls.emplace_back(std::string(n.name) + " first", std::this_thread::get_id());
+  });
+  center.AddObserver("other",
+                     [&](const Notification&) { calls.emplace_back("other", std::thread::id()); });
+  center.AddObserver("changed", [&](const Notification&) {
+    calls.emplace_back("second", std::this_thread::get_id());
+  });
+  std::thread poster([&] { center.Post("changed", &sender); });
+  const std::thread::id poster_id = poster.get_id();
+  poster.join();
+  EXPECT_EQ(calls, (decltype(calls){{"changed first", poster_id}, {"second", poster_id}}));
 }
 
 }  // namespace

@@ -83,8 +83,7 @@ TEST(ThreadPool, ATaskSubmittedWhileTheOnlyWorkerIsBusyRunsWithoutWaitingForIt) 
   std::atomic<bool> second_ran = false;
   std::atomic<bool> first_saw_second = false;
   {
-    ThreadPool pool(
-        4, [](std::function<void()> body) { return test::StartTestThread(std::move(body)); });
+    ThreadPool pool(4, test::StartTestThread);
     pool.Submit([&] {
       const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(20);
       while (!second_ran && std::chrono::steady_clock::now() < give_up) {
@@ -102,8 +101,7 @@ TEST(ThreadPool, ATaskSubmittedWhileTheOnlyWorkerIsBusyRunsWithoutWaitingForIt) 
 TEST(ThreadPool, TasksStillRunAfterATaskEndsItsThread) {
   std::atomic<int> ran = 0;
   {
-    ThreadPool pool(
-        1, [](std::function<void()> body) { return test::StartTestThread(std::move(body)); });
+    ThreadPool pool(1, test::StartTestThread);
     pool.Submit([] { pthread_exit(nullptr); });
     for (int i = 0; i < 3; ++i) pool.Submit([&] { ++ran; });
   }

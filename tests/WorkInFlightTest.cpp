@@ -1,12 +1,9 @@
 // Runs on the real thread pool uploading over HTTPS to a loopback receiver:
 // waiting for them with flush(), a forked child's runs and a main queue never
 // served.
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <pthread.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -59,10 +56,7 @@ std::size_t LibraryThreads() {
 class RealRuns : public test::PlatformTest {
  protected:
   RealRuns() {
-    Platform real;
-    real.background_queue = &pool_;
-    real.url_sessions = &curl_;
-    real_.emplace(real);
+    real_.emplace(Platform{.background_queue = &pool_, .url_sessions = &curl_});
     // One collector, which waits while the gate is closed (polling, as a
     // forked child must not wait on a condition its parent's threads used).
     classes_.Register("RQBDeviceNameDataHelper", [this] {
@@ -86,6 +80,14 @@ class RealRuns : public test::PlatformTest {
     return uploads;
   }
 
+  // From now on every upload fails, with its log line: the route trusts a CA
+  // that did not sign the receiver's certificate.
+  void FailUploads() {
+    untrusted_.emplace(CurlUrlSessionFactory::LoopbackRoute(
+        kHost, receiver_.port(), TestCertificateAuthority("Some Other CA").CertificatePem()));
+    failing_.emplace(Platform{.url_sessions = &*untrusted_});
+  }
+
   TestCertificateAuthority ca_;
   LoopbackReceiver receiver_{ca_, kHost};
   CurlUrlSessionFactory curl_{
@@ -95,6 +97,8 @@ class RealRuns : public test::PlatformTest {
   std::atomic<bool> gate_closed_ = false;
   std::atomic<int> collecting_ = 0;
   std::optional<ScopedPlatformOverride> real_;
+  std::optional<CurlUrlSessionFactory> untrusted_;
+  std::optional<ScopedPlatformOverride> failing_;
 };
 
 TEST_F(RealRuns, FlushWaitsForTheUploadsOfTheRunsStartedBeforeIt) {
@@ -150,36 +154,12 @@ TEST_F(RealRuns, AForkedChildsRunUploadsAndNothingOfTheParentsIsSentTwice) {
             (std::map<std::string, int>{{"parent-session", 7}, {"child-session", 1}}));
 }
 
-// Uploads to a loopback port on which nothing listens, while it lives: every
-// upload fails, and is logged.
-class RefusedUploads {
- public:
-  explicit RefusedUploads(const std::string& ca_pem) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    bind(bound_, reinterpret_cast<sockaddr*>(&address), length);
-    getsockname(bound_, reinterpret_cast<sockaddr*>(&address), &length);
-    sessions_.emplace(CurlUrlSessionFactory::LoopbackRoute(kHost, ntohs(address.sin_port), ca_pem));
-    Platform routed;
-    routed.url_sessions = &*sessions_;
-    routed_.emplace(routed);
-  }
-  ~RefusedUploads() { close(bound_); }
-
- private:
-  const int bound_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  std::optional<CurlUrlSessionFactory> sessions_;
-  std::optional<ScopedPlatformOverride> routed_;
-};
-
 // Python ends threads that call into it while it shuts down with
 // pthread_exit, through whatever is on their stack. A handler that does so
 // costs the library that thread only: no abort, flush() still returns, and
 // later failures are logged.
 TEST_F(RealRuns, ALogHandlerThatEndsItsThreadEndsThatThreadOnly) {
-  const RefusedUploads refused(ca_.CertificatePem());
+  FailUploads();
   std::atomic<int> ended = 0;
   RQBehavior::setLogHandler([&](const RQBLogMessage&) {
     ++ended;
@@ -204,7 +184,7 @@ TEST_F(RealRuns, ALogHandlerThatEndsItsThreadEndsThatThreadOnly) {
 // returns: a flush() inside the handler cannot wait for it, and returns at
 // once instead of holding up every other completion for its time-out.
 TEST_F(RealRuns, FlushInsideTheLogHandlerReturnsAtOnce) {
-  const RefusedUploads refused(ca_.CertificatePem());
+  FailUploads();
   test::Recorded<bool> flushed_inside;
   RQBehavior::setLogHandler(
       [&](const RQBLogMessage&) { flushed_inside.Add(RQBehavior::flush(120s)); });

@@ -77,22 +77,18 @@ int main(int argc, char** argv) {
 
   // The program waits for its own upload before it exits.
   int status = 0;
-  bool exited = false;
+  pid_t ended = 0;
   const auto deadline = std::chrono::steady_clock::now() + kProfileWait;
-  while (std::chrono::steady_clock::now() < deadline) {
-    if (waitpid(child, &status, WNOHANG) == child) {
-      exited = true;
-      break;
-    }
+  while ((ended = waitpid(child, &status, WNOHANG)) == 0 &&
+         std::chrono::steady_clock::now() < deadline) {
     std::this_thread::sleep_for(50ms);
   }
-  if (!exited) {
+  std::remove(ca_file);
+  if (ended != child) {
     kill(child, SIGKILL);
     waitpid(child, &status, 0);
-    std::remove(ca_file);
     return Fail("the program did not exit");
   }
-  std::remove(ca_file);
 
   if (receiver.RequestCount() == 0) return Fail("no device profile arrived");
   if (receiver.RequestCount() != 1) return Fail("more than one upload");

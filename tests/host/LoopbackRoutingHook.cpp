@@ -32,9 +32,8 @@ struct LoopbackRouting {
     ca_pem << std::ifstream(ca_file).rdbuf();
     auto* sessions = new rqb::CurlUrlSessionFactory(rqb::CurlUrlSessionFactory::LoopbackRoute(
         AuthorityOfProfilerUrl(), std::atoi(port), ca_pem.str()));
-    rqb::Platform routed;
-    routed.url_sessions = sessions;
-    new rqb::ScopedPlatformOverride(routed);  // in force until the process ends
+    // In force until the process ends.
+    new rqb::ScopedPlatformOverride(rqb::Platform{.url_sessions = sessions});
   }
 } routing;
 

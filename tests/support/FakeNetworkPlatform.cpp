@@ -89,12 +89,10 @@ void FakeNetworkReachability::Record(std::string event, FakeReachabilityTarget* 
 }
 
 FakeNetworkPlatform::FakeNetworkPlatform() : operating_system("12.0") {
-  Platform fakes;
-  fakes.network_reachability = &reachability;
-  fakes.captive_network = &captive_network;
-  fakes.telephony = &telephony;
-  fakes.operating_system = &operating_system;
-  in_force_.emplace(fakes);
+  in_force_.emplace(Platform{.operating_system = &operating_system,
+                             .network_reachability = &reachability,
+                             .captive_network = &captive_network,
+                             .telephony = &telephony});
 }
 
 }  // namespace rqb::test

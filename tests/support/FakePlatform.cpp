@@ -44,12 +44,10 @@ std::error_code StartTestThread(std::function<void()> body) {
 }
 
 PlatformTest::PlatformTest() {
-  Platform fakes;
-  fakes.log = &log_;
-  fakes.background_queue = &background_;
-  fakes.url_sessions = &sessions_;
-  fakes.classes = &classes_;
-  fakes_.emplace(fakes);
+  fakes_.emplace(Platform{.log = &log_,
+                          .background_queue = &background_,
+                          .url_sessions = &sessions_,
+                          .classes = &classes_});
 }
 
 }  // namespace rqb::test

@@ -68,9 +68,8 @@ void RouteUploads(const char* port, const char* ca_path) {
   const std::string host = url.substr(start, url.find_first_of(":/", start) - start);
   auto* sessions = new rqb::CurlUrlSessionFactory(
       rqb::CurlUrlSessionFactory::LoopbackRoute(host, std::atoi(port), pem.str()));
-  rqb::Platform routed;
-  routed.url_sessions = sessions;
-  new rqb::ScopedPlatformOverride(routed);  // never ended: runs may outlive main
+  // Never ended: runs may outlive main.
+  new rqb::ScopedPlatformOverride(rqb::Platform{.url_sessions = sessions});
 }
 
 int Leave(char** argv) {

@@ -9,9 +9,7 @@
 int main(int argc, char** argv) {
   if (argc != 2) return 2;
   rqb::LinuxPreferences preferences(argv[1]);
-  rqb::Platform platform;
-  platform.preferences = &preferences;
-  const rqb::ScopedPlatformOverride in_force(platform);
+  const rqb::ScopedPlatformOverride in_force(rqb::Platform{.preferences = &preferences});
   std::printf("%s\n", RQBUniqueIdentifierDataHelper().getValue().value_or("").c_str());
   return 0;
 }

@@ -1,10 +1,14 @@
-// The location collector: the record's text, its timestamp under the device's
-// week rules and time zone, and what makes it "{}".
+// The location code: the geolocation service's authorization codes and its
+// manager, which only exists once the main queue has been served; the
+// collector's record, its timestamp under the device's week rules and time
+// zone, and what makes it "{}".
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdint>
 #include <limits>
 #include <locale>
+#include <memory>
 #include <optional>
 #include <string>
 #include <thread>
@@ -15,6 +19,7 @@
 #include "DataHelpers/RQBLocationDataHelper.h"
 #include "FakeLocationPlatform.h"
 #include "Platform/linux/IcuDateFormatter.h"
+#include "RQBehavior/RQBehavior.h"
 #include "Utils/Geolocation/RQBGeolocation.h"
 #include "Utils/Text/NumberText.h"
 
@@ -23,6 +28,48 @@ namespace {
 
 using namespace std::chrono;
 using namespace std::chrono_literals;
+
+class Geolocation : public ::testing::Test {
+ protected:
+  test::FakeLocationPlatform fakes_;
+};
+
+TEST_F(Geolocation, MapsStatusesToCodesAndOnlyAuthorizedApplicationsReachTheManager) {
+  RQBGeolocation geolocation;
+  RQBehavior::drainMainQueue();
+  // Every status the platform knows, and values it never uses.
+  const std::pair<std::int32_t, std::int32_t> kStatusAndCode[] = {
+      {0, -3}, {1, -1},  {2, -2},         {3, 1},         {4, 0},
+      {5, -3}, {-1, -3}, {INT32_MAX, -3}, {INT32_MIN, -3}};
+  for (const auto& [status, code] : kStatusAndCode) {
+    SCOPED_TRACE(status);
+    fakes_.location.SetStatus(status);
+    fakes_.location.SetEnabled(true);
+    const int reads_before = fakes_.location.cached_location_reads;
+    EXPECT_EQ(geolocation.getAuthorizationStatusCode(), code);
+    const bool authorized = code == 0 || code == 1;
+    EXPECT_EQ(geolocation.getLastLocation().has_value(), authorized);
+    fakes_.location.SetEnabled(false);
+    EXPECT_EQ(geolocation.getAuthorizationStatusCode(), -4);
+    EXPECT_FALSE(geolocation.getLastLocation());
+    EXPECT_EQ(fakes_.location.cached_location_reads - reads_before, authorized ? 1 : 0)
+        << "the manager is read only when authorized and services are on";
+  }
+}
+
+TEST_F(Geolocation, EveryConstructionEndsInANewManagerAndTheLastOneStays) {
+  RQBGeolocation first;
+  RQBehavior::drainMainQueue();
+  const std::weak_ptr<LocationManager> earlier = geoLocationManager().Load();
+  const std::shared_ptr<DateFormatter> first_formatter = dateFormatter().Load();
+  RQBGeolocation second;
+  EXPECT_NE(dateFormatter().Load(), first_formatter) << "the formatter is replaced at once";
+
+  EXPECT_EQ(RQBehavior::drainMainQueue(), 1u);
+  EXPECT_EQ(fakes_.location.managers_created, 2);
+  EXPECT_TRUE(geoLocationManager().Load());
+  EXPECT_TRUE(earlier.expired()) << "the second manager replaced the first, which is released";
+}
 
 // 2021-01-21 14:03:07 in São Paulo (UTC-3).
 Location SaoPauloFix(double course = 181.5, double speed = 0.75, std::optional<long> floor = {}) {
@@ -55,7 +102,6 @@ TEST_F(LocationDataHelper, WritesTheRecordByteForByteUnlessTheCourseIsExactlyZer
   const std::pair<Location, std::string> cases[] = {
       {SaoPauloFix(), kHead + R"("c": 181.5, "s": 0.75 })"},
       {SaoPauloFix(-1, -1, 2), kHead + R"("c": -1, "s": -1, "fl": 2 })"},
-      {SaoPauloFix(181.5, 0.75, -2), kHead + R"("c": 181.5, "s": 0.75, "fl": -2 })"},
       {SaoPauloFix(181.5, 0.75, 0), kHead + R"("c": 181.5, "s": 0.75, "fl": 0 })"},
       {SaoPauloFix(nan), kHead + R"("c": nan, "s": 0.75 })"},
       {SaoPauloFix(0.0, 0.75, 3), "{}"},  // due north
