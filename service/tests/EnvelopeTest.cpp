@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 
 #include "profile/Envelope.h"
@@ -8,64 +9,32 @@
 namespace rqbservice {
 namespace {
 
-// As the device writes it: pretty-printed, fragments as escaped strings, "/"
-// written as "\/".
-constexpr char kDeviceBody[] = R"({
-  "Variables" : {
-    "Platform" : "iOS",
-    "Battery" : "{ \"s\": \"c\", \"l\": 50.000000 }",
-    "DeviceName" : "Ana\/Bob's \"phone\"",
-    "SSID" : ""
-  },
-  "SessionID" : "9B2C61D4-0E7A-4F3B-8C55-1A2D3E4F5A6B",
-  "App" : "shop-app-01"
-})";
-
-Rejection RejectionOf(std::string_view body) {
-  const auto result = ReadEnvelope(body);
-  EXPECT_TRUE(std::holds_alternative<Rejection>(result)) << body;
-  return std::holds_alternative<Rejection>(result) ? std::get<Rejection>(result)
-                                                   : Rejection::kContentType;
-}
-
-TEST(Envelope, ReadsTheDevicesBodyWithItsEscapesUndone) {
-  const auto result = ReadEnvelope(kDeviceBody);
-  ASSERT_TRUE(std::holds_alternative<Envelope>(result));
-  const Envelope& envelope = std::get<Envelope>(result);
-  EXPECT_EQ(envelope.app, "shop-app-01");
-  EXPECT_EQ(envelope.session_id, "9B2C61D4-0E7A-4F3B-8C55-1A2D3E4F5A6B");
-  ASSERT_EQ(envelope.variables.size(), 4u);
-  std::map<std::string, std::string> values(envelope.variables.begin(), envelope.variables.end());
-  EXPECT_EQ(values["Battery"], R"({ "s": "c", "l": 50.000000 })");
-  EXPECT_EQ(values["DeviceName"], R"(Ana/Bob's "phone")");
-  EXPECT_EQ(values["SSID"], "");
+std::optional<Rejection> RejectionOf(std::string_view body) {
+  const auto read = ReadEnvelope(body);
+  if (const auto* rejection = std::get_if<Rejection>(&read)) return *rejection;
+  return std::nullopt;
 }
 
 TEST(Envelope, RefusesBodiesThatAreNotAProfileForTheRightReason) {
-  const std::string deep = std::string(40, '[') + std::string(40, ']');
   std::string many_keys = R"({"SessionID":"abcdef","App":"a","Variables":{)";
-  for (int i = 0; i < 1000; ++i)
+  for (std::size_t i = 0; i <= kMaxVariables; ++i)
     many_keys += (i ? "," : "") + ("\"k" + std::to_string(i) + "\":\"v\"");
   many_keys += "}}";
   const struct {
     std::string body;
     Rejection expected;
   } cases[] = {
-      {std::string(kDeviceBody).substr(0, 120), Rejection::kNotJson},
-      {"", Rejection::kNotJson},
+      {R"({"SessionID":"abcdef","App":"a","Variab)", Rejection::kNotJson},
       {std::string(kMaxBodyBytes + 1, ' '), Rejection::kTooLarge},
       {"{\"App\":\"\xC0\xAF\"}", Rejection::kInvalidUtf8},
-      {deep, Rejection::kTooDeep},
       {R"({"SessionID":"abcdef","App":"a","Variables":{"k":{"x":[[[[[[[[1]]]]]]]]}}})",
        Rejection::kTooDeep},
       {many_keys, Rejection::kTooManyKeys},
       {R"([1,2])", Rejection::kBadEnvelope},
       {R"({"SessionID":"abcdef","App":"a","Variables":[]})", Rejection::kBadEnvelope},
       {R"({"SessionID":"abcdef","App":"a","Variables":{"k":5}})", Rejection::kBadEnvelope},
-      {R"({"SessionID":"abcdef","App":"a","Variables":{"k":null}})", Rejection::kBadEnvelope},
       {R"({"SessionID":42,"App":"a","Variables":{}})", Rejection::kBadEnvelope},
       {R"({"SessionID":"abcdef","Variables":{}})", Rejection::kBadEnvelope},
-      {R"({"SessionID":"abcdef","App":"a","Variables":{},"Extra":""})", Rejection::kBadEnvelope},
       {R"({"SessionID":"","App":"a","Variables":{}})", Rejection::kBadEnvelope},
       {R"({"SessionID":"abcdef","App":"a","Variables":{}} trailing)", Rejection::kNotJson},
   };
