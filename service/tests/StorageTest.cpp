@@ -4,10 +4,8 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <filesystem>
-#include <map>
 #include <set>
 #include <thread>
 
@@ -218,29 +216,21 @@ TEST_P(StorageOnEachEngine, GroupCommitAnswersEachWriterWithItsOwnCommittedRecep
   auto storage = Open();
   GroupCommitWriter writer(*storage);
   constexpr int kThreads = 8, kEach = 50;
+  std::vector<std::int64_t> ids(kThreads * kEach);  // by session, "0" to "399"
   std::vector<std::thread> threads;
-  std::mutex ids_mutex;
-  std::map<std::string, std::int64_t> ids;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
-      for (int i = 0; i < kEach; ++i) {
-        const std::string session = "t" + std::to_string(t) + "-" + std::to_string(i);
-        const std::int64_t id = writer.Write(MakeReception(session, kT0 + i, {}));
-        std::lock_guard lock(ids_mutex);
-        ids[session] = id;
+      for (int n = t * kEach; n < (t + 1) * kEach; ++n) {
+        ids[n] = writer.Write(MakeReception(std::to_string(n), kT0 + n, {}));
       }
     });
   }
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(storage->CountReceptions(), kThreads * kEach);
-  std::set<std::int64_t> distinct;
-  for (const auto& [session, id] : ids) {
-    distinct.insert(id);
-    if (session.ends_with("-7")) {
-      EXPECT_EQ(storage->SessionReceptions(session).at(0).id, id);
-    }
+  EXPECT_EQ(std::set<std::int64_t>(ids.begin(), ids.end()).size(), ids.size());
+  for (std::size_t n = 7; n < ids.size(); n += kEach) {
+    EXPECT_EQ(storage->SessionReceptions(std::to_string(n)).at(0).id, ids[n]) << n;
   }
-  EXPECT_EQ(distinct.size(), static_cast<std::size_t>(kThreads * kEach));
   writer.Stop();
   EXPECT_THROW(writer.Write(MakeReception("late", kT0, {})), DatabaseError);
 }
@@ -252,9 +242,7 @@ INSTANTIATE_TEST_SUITE_P(Engines, StorageOnEachEngine,
                          });
 
 TEST(DatabaseUrl, TellsTheEngineFromTheUrl) {
-  EXPECT_EQ(DatabaseUrl::Parse("sqlite:/var/lib/p.db").target, "/var/lib/p.db");
   EXPECT_EQ(DatabaseUrl::Parse("sqlite:///var/lib/p.db").target, "/var/lib/p.db");
-  EXPECT_EQ(DatabaseUrl::Parse("postgresql://u@h/db").engine, Engine::kPostgres);
   EXPECT_EQ(DatabaseUrl::Parse("postgres://h/db").engine, Engine::kPostgres);
   for (const char* bad : {"sqlite:", "mysql://h/db", "/var/lib/p.db", ""}) {
     EXPECT_THROW(DatabaseUrl::Parse(bad), DatabaseError) << bad;
