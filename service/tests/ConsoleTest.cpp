@@ -2,19 +2,47 @@
 // a profile uploaded by the library itself (its C example, built with
 // uploads routed to the service's port and trusting the test CA).
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
+#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <regex>
 
 #include "support/DeviceBody.h"
 #include "support/ServiceProcess.h"
-#include "support/Subprocess.h"
 
 namespace rqbservice::testing {
 namespace {
 
 using nlohmann::json;
-using namespace std::chrono_literals;
+
+std::string Quoted(const std::string& word) {
+  return "'" + std::regex_replace(word, std::regex("'"), R"('\'')") + "'";
+}
+
+struct Finished {
+  int status;
+  std::string output;
+};
+
+// Runs a program to its end, killed after `seconds`: its exit status and
+// what it wrote to stdout. Its stderr goes to `stderr_file` when one is named.
+Finished RunToEnd(const std::vector<std::string>& arguments, int seconds,
+                  const std::string& stderr_file = "") {
+  std::string command = "exec timeout -s KILL " + std::to_string(seconds);
+  for (const std::string& argument : arguments) command += " " + Quoted(argument);
+  if (!stderr_file.empty()) command += " 2>>" + Quoted(stderr_file);
+  Finished finished{-1, ""};
+  FILE* pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) return finished;
+  char buffer[4096];
+  for (std::size_t got; (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
+    finished.output.append(buffer, got);
+  }
+  const int status = pclose(pipe);
+  if (WIFEXITED(status)) finished.status = WEXITSTATUS(status);
+  return finished;
+}
 
 class Console : public ::testing::Test {
  protected:
@@ -32,12 +60,10 @@ class Console : public ::testing::Test {
   std::string UploadFromTheLibrary() {
     const std::string home = service_->folder() / "home";
     const Finished example =
-        RunToEnd({RQBEHAVIOR_C_EXAMPLE},
-                 {{"RQBEHAVIOR_TEST_LOOPBACK_PORT", std::to_string(service_->port())},
-                  {"RQBEHAVIOR_TEST_LOOPBACK_CA_FILE", service_->ca_file()},
-                  {"HOME", home},
-                  {"XDG_CONFIG_HOME", home + "/.config"}},
-                 60s);
+        RunToEnd({"env", "RQBEHAVIOR_TEST_LOOPBACK_PORT=" + std::to_string(service_->port()),
+                  "RQBEHAVIOR_TEST_LOOPBACK_CA_FILE=" + service_->ca_file(), "HOME=" + home,
+                  "XDG_CONFIG_HOME=" + home + "/.config", RQBEHAVIOR_C_EXAMPLE},
+                 60);
     EXPECT_EQ(example.status, 0) << example.output;
     std::smatch session;
     if (!std::regex_search(example.output, session, std::regex("session ([0-9A-F-]{36})"))) {
@@ -58,7 +84,7 @@ class Console : public ::testing::Test {
                   "--virtual-time-budget=15000", "--dump-dom",
                   "https://" + service_->host() + ":" + std::to_string(service_->port()) +
                       "/console/#" + fragment},
-                 {}, 90s, service_->folder() / "chromium.log");
+                 90, service_->folder() / "chromium.log");
     EXPECT_EQ(chromium.status, 0);
     EXPECT_NE(chromium.output.find("data-ready=\"true\""), std::string::npos) << chromium.output;
     return chromium.output;

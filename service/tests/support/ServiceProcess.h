@@ -5,33 +5,21 @@
 #include <httplib.h>
 #include <sys/types.h>
 
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace rqbservice::testing {
 
+inline constexpr char kToken[] = "test-token-0123456789abcdef";
+
 // A temporary folder removed with its contents.
-class TemporaryFolder {
- public:
+struct TemporaryFolder {
   TemporaryFolder();
   ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  const std::string& path() const { return path_; }
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
+  std::filesystem::path path;
 };
-
-// A CA and a server certificate for "localhost", written as PEM files.
-struct TestTls {
-  explicit TestTls(const TemporaryFolder& folder, const std::string& host = "localhost");
-  std::string ca_file, cert_file, key_file;
-};
-
-inline constexpr char kToken[] = "test-token-0123456789abcdef";
 
 class ServiceProcess {
  public:
@@ -41,12 +29,15 @@ class ServiceProcess {
   explicit ServiceProcess(std::string database = "", std::vector<std::string> extra = {},
                           std::string host = "localhost");
   ~ServiceProcess();  // SIGKILL if still running
+  ServiceProcess(const ServiceProcess&) = delete;
+  ServiceProcess& operator=(const ServiceProcess&) = delete;
 
   int port() const { return port_; }
   const std::string& database() const { return database_; }
-  const std::string& ca_file() const { return tls_->ca_file; }
   const std::string& host() const { return host_; }
-  const TemporaryFolder& folder() const { return folder_; }
+  // The service's folder, which a test may use for files of its own.
+  const std::filesystem::path& folder() const { return folder_.path; }
+  std::string ca_file() const { return folder() / "ca.pem"; }
   // Everything the service logged so far.
   std::string Log() const;
 
@@ -66,7 +57,6 @@ class ServiceProcess {
 
   TemporaryFolder folder_;
   std::string host_;
-  std::unique_ptr<TestTls> tls_;
   std::string database_;
   std::vector<std::string> extra_;
   pid_t pid_ = -1;
