@@ -126,7 +126,7 @@ TEST_F(Console, ShowsTheLibrarysUploadDecoded) {
   EXPECT_NE(Render(WithToken("/device/" + device)).find(session), std::string::npos);
 }
 
-TEST_F(Console, ShowsHostileTextAsTextAndTheSignals) {
+TEST_F(Console, ShowsHostileTextAsTextTheSignalsAndNothingWithoutTheToken) {
   auto client = service_->Client();
   const std::string name =
       R"(<img src=x onerror=\"document.title='pwned'\"><script>document.title='pwned'<\/script>)";
@@ -144,20 +144,12 @@ TEST_F(Console, ShowsHostileTextAsTextAndTheSignals) {
   EXPECT_EQ(page.find("pwned</title>"), std::string::npos);
   EXPECT_NE(page.find("<title>RQBehavior profiles</title>"), std::string::npos);
 
-  const std::string signals = Render(WithToken("/signals"));
-  EXPECT_NE(signals.find("FARM-DEVICE"), std::string::npos);
-}
+  EXPECT_NE(Render(WithToken("/signals")).find("FARM-DEVICE"), std::string::npos);
 
-TEST_F(Console, ShowsNothingWithoutTheToken) {
-  auto client = service_->Client();
-  ASSERT_EQ(
-      client->Post("/api/profiler/variables", DeviceBody("private-session"), kDeviceContentType)
-          ->status,
-      200);
   for (const std::string& fragment : {std::string("/"), std::string("/?token=not-the-token")}) {
-    const std::string page = Render(fragment);
-    EXPECT_NE(page.find("data-view=\"token\""), std::string::npos);
-    EXPECT_EQ(page.find("private-session"), std::string::npos);
+    const std::string refused = Render(fragment);
+    EXPECT_NE(refused.find("data-view=\"token\""), std::string::npos);
+    EXPECT_EQ(refused.find("farm-"), std::string::npos);
   }
 }
 
