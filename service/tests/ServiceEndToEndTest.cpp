@@ -29,16 +29,14 @@ httplib::Result Post(httplib::SSLClient& client, const std::string& body,
   return client.Post("/api/profiler/variables", body, content_type);
 }
 
-std::size_t StoredReceptions(httplib::SSLClient& client) {
-  const auto result = client.Get("/api/profiler/receptions?limit=500", Bearer());
-  return result && result->status == 200 ? json::parse(result->body).size() : 0;
-}
-
-TEST(ServiceEndToEnd, StoresAProfileAndShowsItDecodedWithItsRawBody) {
+TEST(ServiceEndToEnd, StoresAProfileShowsItDecodedAndLogsItWithoutTheBody) {
   ServiceProcess service;
   auto client = service.Client();
   const std::string session = "S\xC3\xA3o-Paulo/9B2C 61D4?#%";
-  const std::string body = DeviceBody(session);
+  // An app that would forge a log field if it were written unescaped.
+  const std::string app = "app\n{\"forged\":1}";
+  const std::string body = DeviceBody(session, R"(app\n{\"forged\":1})",
+                                      "0F6E5D4C-3B2A-4918-8765-43210FEDCBA9", "secret-device-name");
   const auto before = NowMicroseconds();
   for (int i = 0; i < 2; ++i) {
     const auto posted = Post(*client, body);
@@ -55,7 +53,7 @@ TEST(ServiceEndToEnd, StoresAProfileAndShowsItDecodedWithItsRawBody) {
   ASSERT_EQ(receptions.size(), 2u);
   EXPECT_LT(receptions[0]["id"].get<int>(), receptions[1]["id"].get<int>());
   const json& reception = receptions[1];
-  EXPECT_EQ(reception["app"], "shop-app-01");
+  EXPECT_EQ(reception["app"], app);
   EXPECT_EQ(reception["sessionId"], session);
   EXPECT_EQ(reception["raw"], body);
   const auto received_at = ParseRfc3339(reception["receivedAt"].get<std::string>());
@@ -64,13 +62,20 @@ TEST(ServiceEndToEnd, StoresAProfileAndShowsItDecodedWithItsRawBody) {
   EXPECT_EQ(reception["undecoded"], json::array());
   const json& profile = reception["profile"];
   EXPECT_EQ(profile["Battery"], json({{"state", "charging"}, {"level", 50.0}}));
-  EXPECT_EQ(profile["Location"]["longitude"], -46.6333);
-  EXPECT_EQ(profile["Location"]["timestampRfc3339"], "2021-01-21T14:03:07-03:00");
-  EXPECT_EQ(profile["Carrier"], json({"Alpha", "Beta"}));
-  EXPECT_EQ(profile["CarrierAllowsVoip"][0]["allowsVoip"], true);
-  EXPECT_EQ(profile["ConnectedViaWifi"], true);
-  EXPECT_EQ(profile["FreeDiskSpace"], 52234567680u);
   EXPECT_EQ(profile["SDKVersion"], "3.0/2");
+
+  // One JSON line per reception, and none holds the body.
+  EXPECT_EQ(service.Terminate(), 0);
+  std::istringstream log(service.Log());
+  int receptions_logged = 0;
+  for (std::string line; std::getline(log, line);) {
+    const json event = json::parse(line, nullptr, false);
+    ASSERT_FALSE(event.is_discarded()) << line;
+    EXPECT_FALSE(event.contains("forged"));
+    EXPECT_EQ(line.find("secret-device-name"), std::string::npos);
+    receptions_logged += event.value("event", "") == "reception";
+  }
+  EXPECT_EQ(receptions_logged, 2);
 }
 
 TEST(ServiceEndToEnd, QueriesNeedTheTokenAndUnknownSessionsAreNotFound) {
@@ -112,14 +117,11 @@ TEST(ServiceEndToEnd, RefusesBadUploadsStoresNothingAndStaysUp) {
   } cases[] = {
       {good.substr(0, good.size() / 2), kDeviceContentType, 400, "not_json"},
       {good, "text/plain", 415, "content_type"},
-      {good, "application/x-www-form-urlencoded", 415, "content_type"},
+      {good, "application/json; charset=ISO-8859-1", 415, "content_type"},
       {std::string(70 * 1024, ' ') + good, kDeviceContentType, 413, "too_large"},
-      {std::string(100000, '['), kDeviceContentType, 413, "too_large"},
       {std::string(5000, '[') + std::string(5000, ']'), kDeviceContentType, 400, "too_deep"},
       {DeviceBody("s\xED\xA0\x80x"), kDeviceContentType, 400, "invalid_utf8"},
       {R"({"SessionID":"abcdef","App":"a","Variables":{"Battery":50}})", kDeviceContentType, 400,
-       "bad_envelope"},
-      {R"({"SessionID":["abcdef"],"App":"a","Variables":{}})", kDeviceContentType, 400,
        "bad_envelope"},
       {many_keys, kDeviceContentType, 400, "too_many_keys"},
   };
@@ -131,12 +133,14 @@ TEST(ServiceEndToEnd, RefusesBadUploadsStoresNothingAndStaysUp) {
     EXPECT_EQ(error.value("reason", ""), c.reason) << result->body;
     EXPECT_TRUE(error.contains("error"));
   }
-  EXPECT_EQ(StoredReceptions(*client), 0u);
+  const auto stored = client->Get("/api/profiler/receptions", Bearer());
+  ASSERT_TRUE(stored);
+  EXPECT_EQ(stored->body, "[]");
   EXPECT_EQ(client->Get("/healthz")->status, 200);
 
   const auto metrics = client->Get("/metrics");
   ASSERT_TRUE(metrics);
-  EXPECT_NE(metrics->body.find("rqbehavior_rejections_total{reason=\"too_large\"} 2"),
+  EXPECT_NE(metrics->body.find("rqbehavior_rejections_total{reason=\"too_large\"} 1"),
             std::string::npos)
       << metrics->body;
   EXPECT_NE(metrics->body.find("rqbehavior_rejections_total{reason=\"content_type\"} 2"),
@@ -174,28 +178,6 @@ TEST(ServiceEndToEnd, AClientThatStallsInItsHeadersIsCutOffWhileOthersAreServed)
   SSL_free(ssl);
   SSL_CTX_free(context);
   close(fd);
-}
-
-TEST(ServiceEndToEnd, LogsOneLinePerReceptionWithoutTheBody) {
-  ServiceProcess service;
-  auto client = service.Client();
-  for (int i = 0; i < 3; ++i) {
-    ASSERT_EQ(Post(*client, DeviceBody("log-" + std::to_string(i), "app\\n{\\\"forged\\\":1}",
-                                       "dev", "secret-device-name"))
-                  ->status,
-              200);
-  }
-  EXPECT_EQ(service.Terminate(), 0);
-  std::istringstream log(service.Log());
-  int receptions = 0;
-  for (std::string line; std::getline(log, line);) {
-    const json event = json::parse(line, nullptr, false);
-    ASSERT_FALSE(event.is_discarded()) << line;
-    EXPECT_FALSE(event.contains("forged"));
-    if (event.value("event", "") == "reception") ++receptions;
-    EXPECT_EQ(line.find("secret-device-name"), std::string::npos);
-  }
-  EXPECT_EQ(receptions, 3);
 }
 
 TEST(ServiceEndToEnd, EveryProfileAnswered200IsStoredAfterAStop) {
