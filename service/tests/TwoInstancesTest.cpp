@@ -52,10 +52,6 @@ TEST(TwoInstances, ProfilesPostedToEitherAreStoredAndVisibleFromBoth) {
         client->Get("/api/profiler/devices/SHARED-DEVICE/sessions?limit=1000", bearer);
     ASSERT_TRUE(sessions);
     EXPECT_EQ(nlohmann::json::parse(sessions->body).size(), 2u * kEach);
-    for (ServiceProcess* poster : {first.get(), second.get()}) {
-      const std::string session = "port-" + std::to_string(poster->port()) + "-7";
-      EXPECT_EQ(client->Get("/api/profiler/sessions/" + session, bearer)->status, 200) << session;
-    }
   }
   EXPECT_EQ(first->Terminate(), 0);
   EXPECT_EQ(second->Terminate(), 0);
