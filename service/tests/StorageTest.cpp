@@ -108,9 +108,7 @@ TEST_P(StorageOnEachEngine, KeepsEveryReceptionOfASessionByteForByteOldestFirst)
   EXPECT_EQ(stored.device_generated_id, "device-a");
   EXPECT_EQ(stored.vendor_id, std::nullopt);
   EXPECT_EQ(stored.advertising_id, odd.advertising_id);
-  EXPECT_NE(receptions[0].id, receptions[1].id);
   EXPECT_TRUE(storage->SessionReceptions("s-").empty());
-  EXPECT_EQ(storage->CountReceptions(), 3);
 }
 
 TEST_P(StorageOnEachEngine, RecentReceptionsFilterByAppAndTimeNewestFirst) {
