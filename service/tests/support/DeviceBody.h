@@ -9,6 +9,7 @@ namespace rqbservice::testing {
 inline std::string DeviceBody(const std::string& session, const std::string& app = "shop-app-01",
                               const std::string& device_id = "0F6E5D4C-3B2A-4918-8765-43210FEDCBA9",
                               const std::string& device_name = "Office iPhone") {
+  // clang-format off
   return R"({
   "Variables" : {
     "Platform" : "iOS",
@@ -26,6 +27,7 @@ inline std::string DeviceBody(const std::string& session, const std::string& app
   "SessionID" : ")" + session + R"(",
   "App" : ")" + app + R"("
 })";
+  // clang-format on
 }
 
 inline constexpr char kDeviceContentType[] = "application/json; charset=UTF-8";
