@@ -15,6 +15,19 @@
 namespace rqb::detail {
 namespace {
 
+// Each library thread's stack, set here rather than taken from the process's
+// default, which follows RLIMIT_STACK: 8 MiB on most systems, 32 MiB or more
+// under a large or unlimited `ulimit -s`. The library's code uses less than
+// 16 KiB of it (a run over the system bus, an upload verified against the
+// system's CA store); the rest is room for a host's log handler, which runs on
+// these threads. Untouched stack costs no memory, but it costs address space,
+// which a host under RLIMIT_AS needs for its allocator's arenas.
+constexpr std::size_t kStackBytes = std::size_t{512} << 10;
+// A function whose frame is larger than the guard can step over it into the
+// mapping below instead of faulting; not every system library is built with
+// stack probes. The guard is address space only.
+constexpr std::size_t kGuardBytes = std::size_t{64} << 10;
+
 struct ThreadStart {
   char name[16];
   ThreadPriority priority;
@@ -56,6 +69,8 @@ std::error_code StartLibraryThread(const char* name, ThreadPriority priority,
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
   pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+  pthread_attr_setstacksize(&attributes, kStackBytes);
+  pthread_attr_setguardsize(&attributes, kGuardBytes);
   // A new thread inherits the creator's signal mask: blocked from its first
   // instruction, with no window in which a signal could land on it.
   const sigset_t blocked = AsynchronousSignals();
