@@ -130,9 +130,11 @@ TEST_F(LibraryThreads, ReserveSmallStacksWhateverTheProcessDefaultAndLeaveRoomFo
     stacks = LibraryStackMappings();
   }
   EXPECT_TRUE(all_seen(stacks));
+  // The mapping holds the thread's share of thread-local storage too, which
+  // a sanitizer's run-time makes large.
   for (const auto& [name, size] : stacks) {
-    EXPECT_GE(size, std::uintptr_t{256} << 10) << name;
-    EXPECT_LE(size, std::uintptr_t{1} << 20) << name;
+    EXPECT_GE(size, std::uintptr_t{512} << 10) << name;
+    EXPECT_LE(size, std::uintptr_t{2} << 20) << name;
   }
 }
 

@@ -1,5 +1,6 @@
 #include "Platform/linux/LinuxThreads.h"
 
+#include <link.h>
 #include <pthread.h>
 #include <sched.h>
 #include <signal.h>
@@ -27,6 +28,31 @@ constexpr std::size_t kStackBytes = std::size_t{512} << 10;
 // mapping below instead of faulting; not every system library is built with
 // stack probes. The guard is address space only.
 constexpr std::size_t kGuardBytes = std::size_t{64} << 10;
+
+// glibc keeps a thread's share of the modules' thread-local storage in its
+// stack mapping, out of the size asked for: a host with large thread_local
+// objects, or a sanitizer's run-time (hundreds of KiB), would leave the stack
+// too small, or refuse the thread. Counted once, over the modules loaded by
+// then, which can only overestimate what the initial ones take.
+std::size_t ThreadLocalStorageBytes() {
+  static const std::size_t bytes = [] {
+    std::size_t total = 0;
+    dl_iterate_phdr(
+        [](dl_phdr_info* info, std::size_t, void* sum) {
+          for (ElfW(Half) i = 0; i < info->dlpi_phnum; ++i) {
+            const ElfW(Phdr)& header = info->dlpi_phdr[i];
+            if (header.p_type == PT_TLS) {
+              *static_cast<std::size_t*>(sum) += header.p_memsz + header.p_align;
+            }
+          }
+          return 0;
+        },
+        &total);
+    const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    return (total + page - 1) / page * page;
+  }();
+  return bytes;
+}
 
 struct ThreadStart {
   char name[16];
@@ -69,7 +95,7 @@ std::error_code StartLibraryThread(const char* name, ThreadPriority priority,
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
   pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-  pthread_attr_setstacksize(&attributes, kStackBytes);
+  pthread_attr_setstacksize(&attributes, kStackBytes + ThreadLocalStorageBytes());
   pthread_attr_setguardsize(&attributes, kGuardBytes);
   // A new thread inherits the creator's signal mask: blocked from its first
   // instruction, with no window in which a signal could land on it.
