@@ -12,6 +12,11 @@
 //   rqbehavior-bench-child uploads AUTHORITY PORT CA N   library and easy-handle medians
 //   rqbehavior-bench-child first-upload|first-easy-upload AUTHORITY PORT CA
 //   rqbehavior-bench-child memory|memory-system-ca AUTHORITY PORT CA
+//   rqbehavior-bench-child long-life|long-life-plain AUTHORITY PORT CA N
+//       anonymous kB after 1, 10, 100 ... N runs with uploads: the library's,
+//       or runs and easy-handle uploads on one plain thread
+//   rqbehavior-bench-child address-space|address-space-plain AUTHORITY PORT CA
+//       peak address space of one run and upload, and where it goes (kB)
 #include <RQBehavior/RQBehavior.h>
 #include <dlfcn.h>
 #include <unistd.h>
@@ -313,6 +318,85 @@ int Memory(Loopback loopback, bool system_ca) {
   return 0;
 }
 
+// Anonymous memory after `run` runs, when `run` is a power of ten, once the
+// transfer engine has gone idle.
+void ReportAtPowersOfTen(int run) {
+  for (int power = 1; power <= run; power *= 10) {
+    if (power != run) continue;
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::printf("%ld ", rqb::bench::SmapsRollupKb("Anonymous"));
+    std::fflush(stdout);
+  }
+}
+
+// A host's long life: runs one after another, each with its upload.
+int LongLife(const Loopback& loopback, int runs) {
+  CompletionClock& clock = RouteUploads(loopback);
+  RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
+  for (int run = 1; run <= runs; ++run) {
+    behavior.collectDeviceInformation(behavior.generateSessionId());
+    if (!clock.NextCompletion()) return 1;
+    ReportAtPowersOfTen(run);
+  }
+  std::printf("\n");
+  return 0;
+}
+
+// The same work on one plain thread: the run's collectors, then the same
+// upload through an easy handle.
+int LongLifePlain(const Loopback& loopback, int runs) {
+  int failed = 0;
+  std::thread([&] {
+    for (int run = 1; run <= runs; ++run) {
+      rqb::JsonObject envelope;
+      envelope.Set("Variables", CollectOnce());
+      envelope.Set("SessionID", RQBehavior::getInstance("shop-app-01").generateSessionId());
+      envelope.Set("App", std::string("shop-app-01"));
+      const rqb::UrlRequest request = *RQBHttpService::getInstance().preparePost(envelope);
+      if (EasyUpload(loopback, request) < 0) ++failed;
+      ReportAtPowersOfTen(run);
+    }
+  }).join();
+  std::printf("\n");
+  return failed == 0 ? 0 : 1;
+}
+
+void PrintAddressSpace() {
+  const rqb::bench::AddressSpace space = rqb::bench::AddressSpaceNow();
+  std::printf("%ld %ld %ld %d %ld %d %ld %ld\n", rqb::bench::StatusKb("VmPeak"),
+              rqb::bench::StatusKb("VmSize"), space.arenas_kb, space.arenas, space.stacks_kb,
+              space.stacks, space.files_kb, space.other_kb);
+}
+
+// The peak address space of a process's first run and upload, and where the
+// address space goes once they are done.
+int AddressSpace(const Loopback& loopback) {
+  CompletionClock& clock = RouteUploads(loopback);
+  RQBehavior& behavior = RQBehavior::getInstance("shop-app-01");
+  behavior.collectDeviceInformation(behavior.generateSessionId());
+  if (!clock.NextCompletion()) return 1;
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  PrintAddressSpace();
+  return 0;
+}
+
+int AddressSpacePlain(const Loopback& loopback) {
+  double uploaded = -1;
+  std::thread([&] {
+    const rqb::JsonObject envelope = [] {
+      rqb::JsonObject made;
+      made.Set("Variables", CollectOnce());
+      made.Set("SessionID", std::string("9B2C61D4-0E7A-4F3B-8C55-1A2D3E4F5A6B"));
+      made.Set("App", std::string("shop-app-01"));
+      return made;
+    }();
+    uploaded = EasyUpload(loopback, *RQBHttpService::getInstance().preparePost(envelope));
+  }).join();
+  if (uploaded < 0) return 1;
+  PrintAddressSpace();
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -326,6 +410,12 @@ int main(int argc, char** argv) {
   if (mode == "uploads" && count > 3) return Uploads(LoopbackOf(args), std::atoi(args[3]));
   if (mode == "first-upload" && count > 2) return FirstUpload(LoopbackOf(args), true);
   if (mode == "first-easy-upload" && count > 2) return FirstUpload(LoopbackOf(args), false);
+  if (mode == "long-life" && count > 3) return LongLife(LoopbackOf(args), std::atoi(args[3]));
+  if (mode == "long-life-plain" && count > 3) {
+    return LongLifePlain(LoopbackOf(args), std::atoi(args[3]));
+  }
+  if (mode == "address-space" && count > 2) return AddressSpace(LoopbackOf(args));
+  if (mode == "address-space-plain" && count > 2) return AddressSpacePlain(LoopbackOf(args));
   if (mode == "memory" && count > 2) return Memory(LoopbackOf(args), false);
   if (mode == "memory-system-ca" && count > 2) return Memory(LoopbackOf(args), true);
   std::fprintf(stderr, "rqbehavior-bench-child: unknown mode '%s'\n", mode.c_str());

@@ -150,8 +150,12 @@ TEST_F(HostProcess, LeavingMainOrCallingExitWhileRunsAndUploadsAreUnderWayEndsNo
 // inside the libraries it uses, must not inherit a lock held by a thread it
 // does not have: its own run uploads, and it exits.
 TEST_F(HostProcess, ChildrenForkedWhileRunsAreInFlightUploadTheirOwnProfiles) {
-  // A sanitized process runs several times slower: fewer children fit.
-  const int kChildren = &__sanitizer_get_current_allocated_bytes != nullptr ? 40 : 200;
+  // The sanitizers' own allocators keep locks that a child of a threaded
+  // parent inherits held: their children hang before the library runs.
+  if (&__sanitizer_get_current_allocated_bytes != nullptr) {
+    GTEST_SKIP() << "a sanitizer's allocator is not safe across fork() in a threaded process";
+  }
+  constexpr int kChildren = 200;
   ASSERT_TRUE(EndedWell(Probe({"fork", Port(), ca_path_, std::to_string(kChildren)}).Wait()));
   std::set<std::string> children;
   for (const auto& request : receiver_.Requests()) {
