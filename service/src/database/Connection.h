@@ -56,8 +56,25 @@ class Connection {
   // A write transaction that holds the database's write lock from its start,
   // so that two writers never deadlock upgrading a read lock.
   virtual void BeginWrite() = 0;
-  void Commit() { Execute("COMMIT"); }
-  void Rollback() { Execute("ROLLBACK"); }
+
+  // Runs `work` in one write transaction: committed when it returns, rolled
+  // back when it throws (the exception goes on to the caller).
+  template <typename Work>
+  void InWriteTransaction(Work&& work) {
+    BeginWrite();
+    try {
+      work();
+      Execute("COMMIT");
+    } catch (...) {
+      try {
+        Execute("ROLLBACK");
+      } catch (const DatabaseError&) {
+        // The connection is broken; nothing was committed, and the first
+        // error says why.
+      }
+      throw;
+    }
+  }
 
  protected:
   Connection() = default;

@@ -54,8 +54,7 @@ std::int64_t NowMicroseconds() {
 int LatestSchemaVersion() { return static_cast<int>(MigrationScripts().size()); }
 
 void Migrate(Connection& connection) {
-  connection.BeginWrite();
-  try {
+  connection.InWriteTransaction([&] {
     if (connection.engine() == Engine::kPostgres) {
       // Instances that start together wait here for each other.
       connection.Query("SELECT pg_advisory_xact_lock(7270417)");
@@ -76,15 +75,7 @@ void Migrate(Connection& connection) {
       connection.Query("INSERT INTO schema_migrations (version, applied_at_us) VALUES ($1, $2)",
                        {std::int64_t{version}, NowMicroseconds()});
     }
-    connection.Commit();
-  } catch (...) {
-    try {
-      connection.Rollback();
-    } catch (const DatabaseError&) {
-      // The connection is gone; the first error says why.
-    }
-    throw;
-  }
+  });
 }
 
 }  // namespace rqbservice

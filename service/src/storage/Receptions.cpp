@@ -35,8 +35,7 @@ std::vector<Reception> ToReceptions(const std::vector<SqlRow>& rows) {
 }  // namespace
 
 void Storage::AppendReceptions(Connection& connection, std::span<Reception> receptions) {
-  connection.BeginWrite();
-  try {
+  connection.InWriteTransaction([&] {
     for (Reception& r : receptions) {
       const auto rows = connection.Query(
           "INSERT INTO receptions (received_at_us, app, session_id, device_generated_id, "
@@ -47,15 +46,7 @@ void Storage::AppendReceptions(Connection& connection, std::span<Reception> rece
            r.undecoded_json});
       r.id = std::stoll(rows.at(0).at(0).value_or("0"));
     }
-    connection.Commit();
-  } catch (...) {
-    try {
-      connection.Rollback();
-    } catch (const DatabaseError&) {
-      // The connection is broken; nothing was committed.
-    }
-    throw;
-  }
+  });
 }
 
 std::vector<Reception> Storage::SessionReceptions(const std::string& session_id) {

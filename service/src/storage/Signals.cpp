@@ -14,6 +14,17 @@ std::vector<IdentifierCount> ToCounts(const std::vector<SqlRow>& rows) {
   return counts;
 }
 
+// Identifiers in `key` seen since $1 with at least $2 distinct `counted`
+// values (devices are never counted without their identifier), with the
+// first and last time each was seen; at most $3, the most counted first.
+std::string CountsOf(const std::string& key, const std::string& counted) {
+  const std::string count = "COUNT(DISTINCT " + counted + ")";
+  return "SELECT " + key + ", " + count + ", MIN(received_at_us), MAX(received_at_us)" +
+         " FROM receptions WHERE received_at_us >= $1 AND device_generated_id IS NOT NULL" +
+         " GROUP BY " + key + " HAVING " + count + " >= $2 ORDER BY " + count + " DESC, " + key +
+         " LIMIT $3";
+}
+
 // Identifiers in `key` seen since $1 with more than one distinct non-empty
 // `other`, and those others. Both columns are named by the caller.
 std::string ChangesOf(const std::string& key, const std::string& other) {
@@ -30,27 +41,15 @@ std::string ChangesOf(const std::string& key, const std::string& other) {
 std::vector<IdentifierCount> Storage::DevicesWithManySessions(std::int64_t since_us,
                                                               std::int64_t min_sessions,
                                                               std::int64_t limit) {
-  auto connection = pool_.Borrow();
-  return ToCounts(connection->Query(
-      "SELECT device_generated_id, COUNT(DISTINCT session_id), MIN(received_at_us),"
-      " MAX(received_at_us) FROM receptions"
-      " WHERE received_at_us >= $1 AND device_generated_id IS NOT NULL"
-      " GROUP BY device_generated_id HAVING COUNT(DISTINCT session_id) >= $2"
-      " ORDER BY COUNT(DISTINCT session_id) DESC, device_generated_id LIMIT $3",
-      {since_us, min_sessions, limit}));
+  return ToCounts(pool_.Borrow()->Query(CountsOf("device_generated_id", "session_id"),
+                                        {since_us, min_sessions, limit}));
 }
 
 std::vector<IdentifierCount> Storage::SessionsOnManyDevices(std::int64_t since_us,
                                                             std::int64_t min_devices,
                                                             std::int64_t limit) {
-  auto connection = pool_.Borrow();
-  return ToCounts(connection->Query(
-      "SELECT session_id, COUNT(DISTINCT device_generated_id), MIN(received_at_us),"
-      " MAX(received_at_us) FROM receptions"
-      " WHERE received_at_us >= $1 AND device_generated_id IS NOT NULL"
-      " GROUP BY session_id HAVING COUNT(DISTINCT device_generated_id) >= $2"
-      " ORDER BY COUNT(DISTINCT device_generated_id) DESC, session_id LIMIT $3",
-      {since_us, min_devices, limit}));
+  return ToCounts(pool_.Borrow()->Query(CountsOf("session_id", "device_generated_id"),
+                                        {since_us, min_devices, limit}));
 }
 
 std::vector<IdentifierChange> Storage::IdentifierChanges(std::int64_t since_us,
