@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <thread>
@@ -24,6 +25,19 @@ std::string ReadToken(const std::string& path) {
   return token.substr(first, token.find_last_not_of(" \t\r") - first + 1);
 }
 
+// An installed service finds its console beside it, in the data folder of its
+// prefix; one run from its build tree uses the source tree's.
+std::string DefaultConsoleDir() {
+  std::error_code error;
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (!error) {
+    const auto installed =
+        program.parent_path().parent_path() / RQBEHAVIOR_SERVICE_INSTALLED_CONSOLE_DIR;
+    if (std::filesystem::is_regular_file(installed / "index.html", error)) return installed;
+  }
+  return RQBEHAVIOR_SERVICE_CONSOLE_DIR;
+}
+
 int Fail(const std::string& message) {
   std::fprintf(stderr, "rqbehavior-service: %s\n", message.c_str());
   return 2;
@@ -33,7 +47,7 @@ int Fail(const std::string& message) {
 
 int main(int argc, char** argv) {
   const auto parsed = rqbservice::ParseCommandLine(std::vector<std::string>(argv + 1, argv + argc),
-                                                   RQBEHAVIOR_SERVICE_CONSOLE_DIR);
+                                                   DefaultConsoleDir());
   if (std::holds_alternative<rqbservice::ShowHelp>(parsed)) {
     std::cout << rqbservice::HelpText();
     return 0;
