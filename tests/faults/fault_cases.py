@@ -200,14 +200,19 @@ def stall_cases(survey):
     # must not wait for the stalled thread beyond the stall itself. A traced
     # process cannot finish exiting while its tracer holds one of its threads
     # in a delay (measured: the same 5 s with the library's exit handler
-    # removed), so exit() may last until the stall ends, 5 s after the flush,
-    # and no longer: waiting for the run or the upload behind it would.
+    # removed), so exit() may last until the stall ends; it starts after the
+    # stall did, so never longer than the stall itself. How much of it is left
+    # depends on how long the run took to reach the stalled call (seconds on a
+    # loaded machine), which a fixed shorter bound would mistake for a fault.
     if not survey.largest_tls_send:
         return []
-    stalls = [("recvfrom/first", "recvfrom:delay_enter=8s:when=1"),
-              ("sendto/request", f"sendto:delay_enter=8s:when={survey.largest_tls_send}")]
+    stall_s = 8
+    stalls = [("recvfrom/first", f"recvfrom:delay_enter={stall_s}s:when=1"),
+              ("sendto/request",
+               f"sendto:delay_enter={stall_s}s:when={survey.largest_tls_send}")]
     return [Case(f"stall/{name}", "stalled run", [injection], host_args=["--flush-ms", "3000"],
-                 leave_after_first=True, exit_bound=6.0) for name, injection in stalls]
+                 leave_after_first=True, exit_bound=float(stall_s))
+            for name, injection in stalls]
 
 
 def limit_cases():
