@@ -90,23 +90,6 @@ const std::vector<OutsideFile>& OutsideFiles() {
 
 enum class Hostile { kFifo, kDevice, kHuge, kLatin1 };
 
-// The providers that read files, reading them below a private root; the
-// other providers are the machine's own.
-struct RootedLinuxPlatform {
-  explicit RootedLinuxPlatform(const fs::path& root)
-      : device(root),
-        calendar(root),
-        preferences(root / kPreferences,
-                    {root / "etc/default/keyboard", root / "etc/vconsole.conf"}) {}
-
-  RegistryClassLookup classes;
-  LinuxDevice device;
-  LinuxDeviceCalendar calendar;
-  LinuxPreferences preferences;
-  const Platform platform{
-      .classes = &classes, .calendar = &calendar, .device = &device, .preferences = &preferences};
-};
-
 class LinuxOutsideFiles : public test::PlatformTest {
  protected:
   void WriteHealthyMachine(const fs::path& root) {
@@ -144,8 +127,17 @@ class LinuxOutsideFiles : public test::PlatformTest {
   // nothing or did not end (a FIFO at `hostile` is then opened for writing
   // until it does, so that the test can end).
   std::optional<Values> Collect(const fs::path& root, const fs::path& hostile = {}) {
-    RootedLinuxPlatform linux_platform(root);
-    const ScopedPlatformOverride in_force(linux_platform.platform);
+    // The providers that read files read them below `root`; the others are
+    // the machine's own.
+    RegistryClassLookup classes;
+    LinuxDevice device(root);
+    LinuxDeviceCalendar calendar(root);
+    LinuxPreferences preferences(root / kPreferences,
+                                 {root / "etc/default/keyboard", root / "etc/vconsole.conf"});
+    const ScopedPlatformOverride in_force(Platform{.classes = &classes,
+                                                   .calendar = &calendar,
+                                                   .device = &device,
+                                                   .preferences = &preferences});
     const test::ScopedEnvironment config("XDG_CONFIG_HOME", (root / "config").c_str());
     const test::ScopedEnvironment home("HOME", (root / "home").c_str());
     const test::ScopedEnvironment tz("TZ", nullptr);
