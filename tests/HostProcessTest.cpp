@@ -13,7 +13,6 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -39,12 +38,9 @@ struct Outcome {
 // A probe process under way, writing its stdout and stderr to files.
 struct Probe {
   Outcome Wait() const {
-    Outcome outcome;
-    if (pid > 0) waitpid(pid, &outcome.status, 0);
-    std::ostringstream out_text, err_text;
-    out_text << std::ifstream(out).rdbuf();
-    err_text << std::ifstream(err).rdbuf();
-    return {outcome.status, out_text.str(), err_text.str()};
+    int status = -1;
+    if (pid > 0) waitpid(pid, &status, 0);
+    return {status, test::FileText(out), test::FileText(err)};
   }
 
   pid_t pid = -1;
@@ -169,8 +165,8 @@ TEST_F(HostProcess, WithoutGetrandomSessionIdentifiersComeFromAnotherSource) {
     const Outcome outcome = Start({"no-getrandom", files}).Wait();
     if (ExitedWith(outcome, kCannotSetUp)) GTEST_SKIP() << "cannot install a seccomp filter here";
     ASSERT_TRUE(EndedWell(outcome));
-    const std::string uuid = "[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}";
-    EXPECT_THAT(outcome.out, testing::MatchesRegex(uuid + "\n" + uuid + "\n"));
+    EXPECT_THAT(outcome.out,
+                testing::MatchesRegex(test::kUuidPattern + "\n" + test::kUuidPattern + "\n"));
     EXPECT_NE(outcome.out.substr(0, 36), outcome.out.substr(37, 36));
   }
 }

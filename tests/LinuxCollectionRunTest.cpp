@@ -29,7 +29,7 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using Values = std::map<std::string, std::string>;
 
-const std::regex kUuid("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
+const std::regex kUuid(test::kUuidPattern);
 // Stands in an expectation for an identifier made by the run.
 constexpr const char* kNewIdentifier = "(new identifier)";
 constexpr const char* kPreferences = "config/rqbehavior/app.json";

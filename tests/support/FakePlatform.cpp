@@ -1,6 +1,7 @@
 #include "FakePlatform.h"
 
 #include <fstream>
+#include <iterator>
 #include <utility>
 
 #include "Platform/linux/LinuxThreads.h"
@@ -38,6 +39,11 @@ std::unique_ptr<RQBDataHelper> FakeClassLookup::CreateDataHelper(
   std::lock_guard lock(mutex_);
   const auto found = factories_.find(class_name);
   return found != factories_.end() ? found->second() : nullptr;
+}
+
+std::string FileText(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 std::error_code StartTestThread(std::function<void()> body) {

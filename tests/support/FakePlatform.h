@@ -170,6 +170,13 @@ struct ScopedEnvironment {
   std::optional<std::string> old;
 };
 
+// A version-4 UUID as the library writes it, as a regular expression.
+inline const std::string kUuidPattern =
+    "[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}";
+
+// Everything in the file at `path`; "" when it cannot be read.
+std::string FileText(const std::filesystem::path& path);
+
 // Starts a real library thread, for thread pools in tests.
 std::error_code StartTestThread(std::function<void()> body);
 
