@@ -24,9 +24,9 @@ class DeviceProfile : public test::PlatformTest {
     network_.captive_network.networks["en0"] = NetworkInfo{{"SSID", "Home"}};
     network_.telephony.carriers = CarrierDictionary{{"0000000100000001", Carrier{"Alpha", true}}};
     // A fix that would give a record, were there a manager to hand it out.
-    location_.location.SetStatus(kLocationAuthorizedAlways);
-    location_.location.SetCachedLocation(Location{
-        -23.5505, -46.6333, 760.5, sys_days{2021y / January / 21}, 65, 10, 181.5, 0.75, {}});
+    location_.location.status = kLocationAuthorizedAlways;
+    location_.location.location = Location{
+        -23.5505, -46.6333, 760.5, sys_days{2021y / January / 21}, 65, 10, 181.5, 0.75, {}};
   }
 
   nlohmann::json CollectVariables() {

@@ -10,7 +10,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -18,6 +17,7 @@
 #include <vector>
 
 #include "Constants/RQBBuildConfig.h"
+#include "FakePlatform.h"
 #include "LoopbackReceiver.h"
 
 extern char** environ;
@@ -29,73 +29,30 @@ namespace {
 
 constexpr int kCannotSetUp = 77;  // the probe's status when the system refuses the set-up
 
-// A probe process under way; Wait() reads its stdout and stderr pipes to the end.
-class Probe {
- public:
-  explicit Probe(std::vector<std::string> arguments) {
-    int out[2], err[2];
-    if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return;
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
-    arguments.insert(arguments.begin(), RQB_HOST_PROBE);
-    std::vector<char*> argv;
-    for (std::string& argument : arguments) argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    // The default signal dispositions and no blocked signal, as a host
-    // starts with, whatever this process changed (it ignores SIGPIPE).
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t all, none;
-    sigfillset(&all);
-    sigemptyset(&none);
-    posix_spawnattr_setsigdefault(&attributes, &all);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-    if (posix_spawn(&pid_, RQB_HOST_PROBE, &actions, &attributes, argv.data(), environ) != 0) {
-      pid_ = -1;
-    }
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&actions);
-    close(out[1]);
-    close(err[1]);
-    out_ = out[0];
-    err_ = err[0];
-  }
-
-  struct Outcome {
-    int status = -1;  // as waitpid(2) reports it
-    std::string out;
-    std::string err;
-  };
-
-  Outcome Wait() {
-    Outcome outcome{-1, ReadAll(out_), ReadAll(err_)};
-    if (pid_ > 0) waitpid(pid_, &outcome.status, 0);
-    return outcome;
-  }
-
- private:
-  static std::string ReadAll(int fd) {
-    std::string text;
-    char buffer[4096];
-    for (ssize_t n; fd >= 0 && (n = read(fd, buffer, sizeof buffer)) > 0;) text.append(buffer, n);
-    if (fd >= 0) close(fd);
-    return text;
-  }
-
-  pid_t pid_ = -1;
-  int out_ = -1;
-  int err_ = -1;
+struct Outcome {
+  int status = -1;  // as waitpid(2) reports it
+  std::string out;
+  std::string err;
 };
 
-bool ExitedWith(const Probe::Outcome& outcome, int code) {
+// A probe process under way, writing its stdout and stderr to files.
+struct Probe {
+  Outcome Wait() const {
+    int status = -1;
+    if (pid > 0) waitpid(pid, &status, 0);
+    return {status, test::FileText(out), test::FileText(err)};
+  }
+
+  pid_t pid = -1;
+  std::string out, err;
+};
+
+bool ExitedWith(const Outcome& outcome, int code) {
   return WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == code;
 }
 
 // Success when the probe exited 0; else how it ended, and what it wrote.
-testing::AssertionResult EndedWell(const Probe::Outcome& outcome) {
+testing::AssertionResult EndedWell(const Outcome& outcome) {
   if (ExitedWith(outcome, 0)) return testing::AssertionSuccess();
   const int status = outcome.status;
   const std::string how = WIFSIGNALED(status)
@@ -107,18 +64,46 @@ testing::AssertionResult EndedWell(const Probe::Outcome& outcome) {
 
 class HostProcess : public ::testing::Test {
  protected:
-  HostProcess() {
-    ca_path_ = std::filesystem::temp_directory_path() /
-               ("rqb-probe-ca-" + std::to_string(getpid()) + ".pem");
-    std::ofstream(ca_path_) << ca_.CertificatePem();
+  HostProcess() { std::ofstream(ca_path_) << ca_.CertificatePem(); }
+
+  // Starts a probe as a host starts: with the default signal dispositions and
+  // no blocked signal, whatever this process changed (it ignores SIGPIPE).
+  Probe Start(std::vector<std::string> arguments) {
+    const std::string name = folder_.name + "/probe-" + std::to_string(++probes_);
+    Probe probe{-1, name + ".out", name + ".err"};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    for (const auto& [fd, path] :
+         {std::pair(STDOUT_FILENO, &probe.out), {STDERR_FILENO, &probe.err}}) {
+      posix_spawn_file_actions_addopen(&actions, fd, path->c_str(), O_WRONLY | O_CREAT, 0600);
+    }
+    arguments.insert(arguments.begin(), RQB_HOST_PROBE);
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t all, none;
+    sigfillset(&all);
+    sigemptyset(&none);
+    posix_spawnattr_setsigdefault(&attributes, &all);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    if (posix_spawn(&probe.pid, RQB_HOST_PROBE, &actions, &attributes, argv.data(), environ) != 0) {
+      probe.pid = -1;
+    }
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    return probe;
   }
-  ~HostProcess() override { std::filesystem::remove(ca_path_); }
 
   std::string Port() const { return std::to_string(receiver_.port()); }
 
   loopback::TestCertificateAuthority ca_;
   loopback::LoopbackReceiver receiver_{ca_, loopback::HostOfUrl(RQB_PROFILER_BASE_URL)};
-  std::filesystem::path ca_path_;
+  const test::TemporaryDirectory folder_;
+  const std::string ca_path_ = folder_.name + "/ca.pem";
+  int probes_ = 0;
 };
 
 TEST_F(HostProcess, LeavingMainOrCallingExitWhileRunsAndUploadsAreUnderWayEndsNormally) {
@@ -138,7 +123,7 @@ TEST_F(HostProcess, LeavingMainOrCallingExitWhileRunsAndUploadsAreUnderWayEndsNo
   for (std::size_t next = 0; next < cases.size(); next += kAtOnce) {
     std::vector<Probe> probes;
     for (std::size_t i = next; i < std::min(next + kAtOnce, cases.size()); ++i) {
-      probes.emplace_back(cases[i]);
+      probes.push_back(Start(cases[i]));
     }
     for (std::size_t i = 0; i < probes.size(); ++i) {
       ASSERT_TRUE(EndedWell(probes[i].Wait())) << testing::PrintToString(cases[next + i]);
@@ -156,7 +141,7 @@ TEST_F(HostProcess, ChildrenForkedWhileRunsAreInFlightUploadTheirOwnProfiles) {
     GTEST_SKIP() << "a sanitizer's allocator is not safe across fork() in a threaded process";
   }
   constexpr int kChildren = 200;
-  ASSERT_TRUE(EndedWell(Probe({"fork", Port(), ca_path_, std::to_string(kChildren)}).Wait()));
+  ASSERT_TRUE(EndedWell(Start({"fork", Port(), ca_path_, std::to_string(kChildren)}).Wait()));
   std::set<std::string> children;
   for (const auto& request : receiver_.Requests()) {
     const auto body = nlohmann::json::parse(request.body);
@@ -167,7 +152,7 @@ TEST_F(HostProcess, ChildrenForkedWhileRunsAreInFlightUploadTheirOwnProfiles) {
 }
 
 TEST_F(HostProcess, WhenTheSystemRefusesThreadsARunIsDroppedWithALogLine) {
-  const Probe::Outcome outcome = Probe({"no-threads"}).Wait();
+  const Outcome outcome = Start({"no-threads"}).Wait();
   if (ExitedWith(outcome, kCannotSetUp))
     GTEST_SKIP() << "cannot limit the threads of a process here";
   EXPECT_TRUE(EndedWell(outcome));
@@ -177,11 +162,11 @@ TEST_F(HostProcess, WhenTheSystemRefusesThreadsARunIsDroppedWithALogLine) {
 TEST_F(HostProcess, WithoutGetrandomSessionIdentifiersComeFromAnotherSource) {
   for (const char* files : {"files", "no-files"}) {
     SCOPED_TRACE(files);
-    const Probe::Outcome outcome = Probe({"no-getrandom", files}).Wait();
+    const Outcome outcome = Start({"no-getrandom", files}).Wait();
     if (ExitedWith(outcome, kCannotSetUp)) GTEST_SKIP() << "cannot install a seccomp filter here";
     ASSERT_TRUE(EndedWell(outcome));
-    const std::string uuid = "[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}";
-    EXPECT_THAT(outcome.out, testing::MatchesRegex(uuid + "\n" + uuid + "\n"));
+    EXPECT_THAT(outcome.out,
+                testing::MatchesRegex(test::kUuidPattern + "\n" + test::kUuidPattern + "\n"));
     EXPECT_NE(outcome.out.substr(0, 36), outcome.out.substr(37, 36));
   }
 }

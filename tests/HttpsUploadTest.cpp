@@ -1,15 +1,19 @@
 // Real HTTPS uploads through libcurl to a loopback receiver, with the
-// certificate and host name verified.
+// certificate and host name verified, and the library threads they run on.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <pthread.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <future>
-#include <map>
+#include <iterator>
 #include <set>
+#include <sstream>
 #include <thread>
 
 #include "Constants/RQBBuildConfig.h"
@@ -19,6 +23,7 @@
 #include "Platform/linux/RuntimeLibrary.h"
 #include "RQBehavior/RQBehavior.h"
 #include "Services/RQBHttpService.h"
+#include "Utils/Json/PrettyJsonWriter.h"
 
 // Defined when a sanitizer's allocator is linked in.
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
@@ -38,6 +43,8 @@ const std::string kAuthority = loopback::AuthorityOfUrl(RQB_PROFILER_BASE_URL);
 
 class HttpsUpload : public PlatformTest {
  protected:
+  ~HttpsUpload() override { RQBehavior::setLogHandler(nullptr); }
+
   // Uploads go to the receiver and trust the certificates in `trusted_pem`,
   // or the system's CA store when it is empty.
   void Route(const std::string& trusted_pem, int port = 0) {
@@ -69,7 +76,8 @@ JsonObject Envelope(const std::string& device_name = "") {
 
 TEST_F(HttpsUpload, PostsTheBodyByteForByteWithItsHeaders) {
   Route(ca_.CertificatePem());
-  Upload(Envelope("Jo\xC3\xA3o's \"box\" C:\\dev /tmp\t\x01 \xF0\x9F\x98\x80"));
+  const JsonObject envelope = Envelope("Jo\xC3\xA3o's \"box\" C:\\dev /tmp\t\x01 \xF0\x9F\x98\x80");
+  Upload(envelope);
   ASSERT_TRUE(RQBehavior::flush(20s));
 
   ASSERT_EQ(receiver_.RequestCount(), 1u);
@@ -80,12 +88,7 @@ TEST_F(HttpsUpload, PostsTheBodyByteForByteWithItsHeaders) {
   EXPECT_EQ(request.Header("Content-Type"), "application/json; charset=UTF-8");
   EXPECT_EQ(request.Header("Content-Length"), std::to_string(request.body.size()));
   EXPECT_EQ(request.Header("Host"), kAuthority);
-  EXPECT_EQ(request.body,
-            "{\n  \"Variables\" : {\n"
-            "    \"DeviceName\" : \"Jo\xC3\xA3o's \\\"box\\\" C:\\\\dev \\/tmp\\t\\u0001 "
-            "\xF0\x9F\x98\x80\"\n  },\n"
-            "  \"SessionID\" : \"9B2C61D4-0E7A-4F3B-8C55-1A2D3E4F5A6B\",\n"
-            "  \"App\" : \"shop-app-01\"\n}");
+  EXPECT_EQ(request.body, WritePrettyJson(envelope));
   EXPECT_EQ(log_.Lines(), std::vector<std::string>());
 }
 
@@ -122,7 +125,6 @@ TEST_F(HttpsUpload, AnUntrustedCertificateOrNoLibcurlLogsOneErrorLineBeforeFlush
     Route(ca_.CertificatePem());
     EXPECT_EQ(upload(), 3u);
   }
-  RQBehavior::setLogHandler(nullptr);
 
   const std::vector<std::string> lines = handled.Get();
   ASSERT_EQ(lines.size(), 3u);
@@ -135,50 +137,98 @@ TEST_F(HttpsUpload, AnUntrustedCertificateOrNoLibcurlLogsOneErrorLineBeforeFlush
   EXPECT_EQ(receiver_.RequestCount(), 0u);
 }
 
-// The blocked-signal mask of each library thread (named "rqb-..."), by name.
-std::multimap<std::string, std::uint64_t> LibraryThreadMasks() {
-  std::multimap<std::string, std::uint64_t> masks;
-  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-    std::string name, line;
-    std::getline(std::ifstream(task.path() / "comm"), name);
-    std::ifstream status(task.path() / "status");
-    while (name.starts_with("rqb-") && std::getline(status, line)) {
-      if (line.starts_with("SigBlk:"))
-        masks.emplace(name, std::stoull(line.substr(7), nullptr, 16));
-    }
+// Touches `bytes` of stack, 16 KiB per frame.
+[[gnu::noinline]] int UseStack(std::size_t bytes) {
+  volatile char block[16 << 10];
+  block[0] = 1;
+  block[sizeof block - 1] = 1;
+  if (bytes <= sizeof block) return block[0];
+  return block[sizeof block - 1] + UseStack(bytes - sizeof block);
+}
+
+// The size of the mapping that holds the stack pointer of the thread whose
+// /proc folder is `task`, or 0 while it runs: a thread blocked in a system
+// call shows its stack pointer in its syscall file, second from the end.
+std::uintptr_t StackMappingSize(const std::filesystem::path& task) {
+  std::ifstream syscall(task / "syscall");
+  const std::vector<std::string> words{std::istream_iterator<std::string>(syscall), {}};
+  if (words.size() < 3) return 0;
+  const std::uintptr_t sp = std::stoull(words[words.size() - 2], nullptr, 16);
+  std::ifstream maps("/proc/self/maps");
+  for (std::string line; std::getline(maps, line);) {
+    std::uintptr_t start = 0, end = 0;
+    char dash = 0;
+    std::istringstream(line) >> std::hex >> start >> dash >> end;
+    if (start <= sp && sp < end) return end - start;
   }
-  return masks;
+  return 0;
 }
 
 // Every asynchronous signal blocked, and faults left to their handlers.
-bool LeavesSignalsToTheHost(std::uint64_t blocked) {
+bool LeavesSignalsToTheHost(const std::filesystem::path& task) {
+  std::ifstream status(task / "status");
+  std::uint64_t blocked = 0;
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with("SigBlk:")) blocked = std::stoull(line.substr(7), nullptr, 16);
+  }
   for (const int signal : {SIGPIPE, SIGINT, SIGTERM, SIGHUP, SIGUSR1, SIGALRM, SIGCHLD}) {
     if (!(blocked & (1ull << (signal - 1)))) return false;
   }
   return !(blocked & (1ull << (SIGSEGV - 1)));
 }
 
-TEST_F(HttpsUpload, LibraryThreadsAreNamedAndLeaveAsynchronousSignalsToTheHost) {
-  Route(ca_.CertificatePem());
-  Upload(Envelope());
-  ASSERT_TRUE(RQBehavior::flush(20s));
+// A host that gives its own threads large stacks (or runs under a large
+// `ulimit -s`) does not give them to the library's threads, whose reserved
+// address space stays small; a log handler still has room for deep calls.
+TEST_F(HttpsUpload, LibraryThreadsReserveSmallStacksAndLeaveAsynchronousSignalsToTheHost) {
+  pthread_attr_t host_default, large;
+  pthread_getattr_default_np(&host_default);
+  pthread_attr_init(&large);
+  pthread_attr_setstacksize(&large, std::size_t{64} << 20);
+  ASSERT_EQ(pthread_setattr_default_np(&large), 0);
+  pthread_attr_destroy(&large);
+  std::promise<std::string> handled;
+  RQBehavior::setLogHandler([&](const RQBLogMessage& message) {
+    UseStack(std::size_t{256} << 10);
+    handled.set_value(std::string(message.text));
+    RQBehavior::setLogHandler(nullptr);
+  });
+  // An upload that fails logs on the delegate thread, after the transfer
+  // thread's handshake; the run's thread is the background queue's.
+  Route(TestCertificateAuthority("Some Other CA").CertificatePem());
   std::promise<void> ran;
-  DefaultPlatform().background_queue->Submit([&] { ran.set_value(); });
+  DefaultPlatform().background_queue->Submit([&] {
+    Upload(Envelope());
+    ran.set_value();
+  });
   ran.get_future().wait();
+  ASSERT_TRUE(RQBehavior::flush(20s));
+  EXPECT_THAT(handled.get_future().get(), testing::StartsWith("variables POST ERROR: "));
+  pthread_setattr_default_np(&host_default);
+  pthread_attr_destroy(&host_default);
 
-  for (const char* name : {"rqb-transfer", "rqb-delegate", "rqb-background"}) {
-    EXPECT_TRUE(LibraryThreadMasks().contains(name)) << name;
-  }
-  // A thread that a library thread is starting has every signal blocked
-  // until it has set itself up, and its creator's name: wait for that.
-  std::set<std::string> wrong;
-  for (int i = 0; i < 500; ++i, std::this_thread::sleep_for(10ms)) {
+  // A thread caught running shows no stack pointer, and one that a library
+  // thread is starting has every signal blocked until it has set itself up,
+  // and its creator's name: look again until neither is so. The stack's
+  // mapping holds the thread's share of thread-local storage too, which a
+  // sanitizer's run-time makes large.
+  const std::set<std::string> named = {"rqb-background", "rqb-delegate", "rqb-transfer"};
+  std::set<std::string> seen, wrong;
+  for (int i = 0; i < 500 && (!std::ranges::includes(seen, named) || !wrong.empty()); ++i) {
+    std::this_thread::sleep_for(10ms);
+    seen.clear();
     wrong.clear();
-    for (const auto& [name, blocked] : LibraryThreadMasks()) {
-      if (!LeavesSignalsToTheHost(blocked)) wrong.insert(name);
+    for (const auto& [name, task] : test::LibraryThreadTasks()) {
+      if (!LeavesSignalsToTheHost(task)) wrong.insert(name + " blocks the wrong signals");
+      const std::uintptr_t stack = StackMappingSize(task);
+      if (stack != 0) seen.insert(name);
+      if (stack != 0 &&
+          (stack < (std::uintptr_t{512} << 10) || stack > (std::uintptr_t{2} << 20))) {
+        wrong.insert(name + "'s stack mapping holds " + std::to_string(stack) + " bytes");
+      }
     }
-    if (wrong.empty()) break;
   }
+  EXPECT_TRUE(std::ranges::includes(seen, named)) << testing::PrintToString(seen);
   EXPECT_THAT(wrong, testing::IsEmpty());
 }
 

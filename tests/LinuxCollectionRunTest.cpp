@@ -29,7 +29,7 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using Values = std::map<std::string, std::string>;
 
-const std::regex kUuid("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
+const std::regex kUuid(test::kUuidPattern);
 // Stands in an expectation for an identifier made by the run.
 constexpr const char* kNewIdentifier = "(new identifier)";
 constexpr const char* kPreferences = "config/rqbehavior/app.json";
@@ -90,23 +90,6 @@ const std::vector<OutsideFile>& OutsideFiles() {
 
 enum class Hostile { kFifo, kDevice, kHuge, kLatin1 };
 
-// The providers that read files, reading them below a private root; the
-// other providers are the machine's own.
-struct RootedLinuxPlatform {
-  explicit RootedLinuxPlatform(const fs::path& root)
-      : device(root),
-        calendar(root),
-        preferences(root / kPreferences,
-                    {root / "etc/default/keyboard", root / "etc/vconsole.conf"}) {}
-
-  RegistryClassLookup classes;
-  LinuxDevice device;
-  LinuxDeviceCalendar calendar;
-  LinuxPreferences preferences;
-  const Platform platform{
-      .classes = &classes, .calendar = &calendar, .device = &device, .preferences = &preferences};
-};
-
 class LinuxOutsideFiles : public test::PlatformTest {
  protected:
   void WriteHealthyMachine(const fs::path& root) {
@@ -144,8 +127,17 @@ class LinuxOutsideFiles : public test::PlatformTest {
   // nothing or did not end (a FIFO at `hostile` is then opened for writing
   // until it does, so that the test can end).
   std::optional<Values> Collect(const fs::path& root, const fs::path& hostile = {}) {
-    RootedLinuxPlatform linux_platform(root);
-    const ScopedPlatformOverride in_force(linux_platform.platform);
+    // The providers that read files read them below `root`; the others are
+    // the machine's own.
+    RegistryClassLookup classes;
+    LinuxDevice device(root);
+    LinuxDeviceCalendar calendar(root);
+    LinuxPreferences preferences(root / kPreferences,
+                                 {root / "etc/default/keyboard", root / "etc/vconsole.conf"});
+    const ScopedPlatformOverride in_force(Platform{.classes = &classes,
+                                                   .calendar = &calendar,
+                                                   .device = &device,
+                                                   .preferences = &preferences});
     const test::ScopedEnvironment config("XDG_CONFIG_HOME", (root / "config").c_str());
     const test::ScopedEnvironment home("HOME", (root / "home").c_str());
     const test::ScopedEnvironment tz("TZ", nullptr);

@@ -14,12 +14,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <thread>
 #include <tuple>
 
+#include "FakePlatform.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/RunLoop.h"
 #include "Platform/linux/LinuxCaptiveNetwork.h"
@@ -36,9 +35,9 @@ constexpr ReachabilityFlags kReachable = kReachabilityFlagReachable;
 constexpr ReachabilityFlags kLocal = kReachabilityFlagIsLocalAddress | kReachabilityFlagIsDirect;
 
 std::string Fixture(const std::string& name) {
-  std::ifstream file(std::string(RQB_TEST_FIXTURES) + "/" + name, std::ios::binary);
-  EXPECT_TRUE(file) << name;
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  const std::string bytes = test::FileText(std::string(RQB_TEST_FIXTURES) + "/" + name);
+  EXPECT_FALSE(bytes.empty()) << name;
+  return bytes;
 }
 
 // The route whose flags count in a captured reply: a dump's default route,

@@ -21,7 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // The text of a version-4 UUID, as the identifier is made.
-const std::regex kUuid("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
+const std::regex kUuid(test::kUuidPattern);
 
 class LinuxPreferencesStore : public ::testing::Test {
  protected:
@@ -30,10 +30,6 @@ class LinuxPreferencesStore : public ::testing::Test {
     std::ofstream(path_) << text;
   }
   nlohmann::json Stored() const { return nlohmann::json::parse(std::ifstream(path_)); }
-  std::string StoredText() const {
-    std::ifstream file(path_, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-  }
   // The names in the store's folder other than the store and its lock.
   std::set<std::string> Leftovers() const {
     std::set<std::string> names;
@@ -111,7 +107,7 @@ TEST_F(LinuxPreferencesStore, AWriteChangesOnlyItsOwnMembersAndKeepsEveryOtherBy
   ASSERT_TRUE(store_.Synchronize());
   std::string expected = host;
   expected.replace(expected.rfind(R"("\ud800")"), 8, "\"made\",\n  \"Added\": \"new\"");
-  EXPECT_EQ(StoredText(), expected);
+  EXPECT_EQ(test::FileText(path_), expected);
   EXPECT_EQ(Leftovers(), std::set<std::string>{});
 }
 
@@ -125,7 +121,7 @@ TEST_F(LinuxPreferencesStore, AWriterThatDiesMidWriteLeavesNothingBehind) {
   ASSERT_NE(limited, nullptr);
   const int status = pclose(limited);
   ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ) << status;
-  EXPECT_EQ(StoredText(), host);
+  EXPECT_EQ(test::FileText(path_), host);
   EXPECT_EQ(Leftovers(), std::set<std::string>{});
 
   std::ofstream(path_.string() + ".tmp") << "left by a process that died";
@@ -154,8 +150,7 @@ TEST_F(LinuxPreferencesStore, FilesThatAreNotAJsonObjectReadAsEmptyAndAreSetAsid
     store_.SetString("a", "fresh");
     ASSERT_TRUE(store_.Synchronize());
     EXPECT_EQ(Stored(), nlohmann::json({{"a", "fresh"}}));
-    std::ifstream aside(path_.string() + ".corrupt");
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(aside), {}), damaged);
+    EXPECT_EQ(test::FileText(path_.string() + ".corrupt"), damaged);
   }
 }
 

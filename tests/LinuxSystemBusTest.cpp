@@ -5,18 +5,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "FakePlatform.h"
 #include "Platform/linux/LinuxDevice.h"
 #include "Platform/linux/LinuxLocationServices.h"
 #include "Platform/linux/LinuxTelephony.h"
@@ -28,42 +28,32 @@ namespace {
 
 // A dbus-daemon of the system type with no services, in force as the
 // process's system bus while it lives.
-class PrivateSystemBus {
- public:
+struct PrivateSystemBus {
   PrivateSystemBus() {
-    char folder[] = "/tmp/rqbehavior-bus-XXXXXX";
-    folder_ = mkdtemp(folder);
-    const std::string socket = folder_ + "/system_bus_socket";
-    std::ofstream(folder_ + "/bus.conf")
+    std::ofstream(folder.path() / "bus.conf")
         << "<busconfig><type>system</type><listen>unix:path=" << socket
         << "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow user=\"*\"/>"
            "<allow send_type=\"method_call\"/><allow receive_type=\"method_return\"/>"
            "<allow receive_type=\"error\"/><allow receive_type=\"signal\"/></policy></busconfig>";
-    daemon_ = fork();
-    if (daemon_ == 0) {
-      execlp("dbus-daemon", "dbus-daemon", ("--config-file=" + folder_ + "/bus.conf").c_str(),
+    daemon = fork();
+    if (daemon == 0) {
+      execlp("dbus-daemon", "dbus-daemon", ("--config-file=" + folder.name + "/bus.conf").c_str(),
              "--nofork", "--nopidfile", static_cast<char*>(nullptr));
       _exit(127);
     }
-    struct stat info {};
-    for (int i = 0; i < 500 && stat(socket.c_str(), &info) != 0; ++i) {
+    for (int i = 0; i < 500 && !up(); ++i)
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    up_ = stat(socket.c_str(), &info) == 0;
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + socket).c_str(), 1);
   }
   ~PrivateSystemBus() {
-    unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
-    kill(daemon_, SIGTERM);
-    waitpid(daemon_, nullptr, 0);
-    std::system(("rm -rf " + folder_).c_str());
+    kill(daemon, SIGTERM);
+    waitpid(daemon, nullptr, 0);
   }
-  bool up() const { return up_; }
+  bool up() const { return std::filesystem::exists(socket); }
 
- private:
-  std::string folder_;
-  pid_t daemon_ = -1;
-  bool up_ = false;
+  const test::TemporaryDirectory folder;
+  const std::string socket = folder.name + "/system_bus_socket";
+  const test::ScopedEnvironment address{"DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + socket).c_str()};
+  pid_t daemon = -1;
 };
 
 // Whether a method call on the bus itself gets its answer.

@@ -43,13 +43,13 @@ TEST_F(Geolocation, MapsStatusesToCodesAndOnlyAuthorizedApplicationsReachTheMana
       {5, -3}, {-1, -3}, {INT32_MAX, -3}, {INT32_MIN, -3}};
   for (const auto& [status, code] : kStatusAndCode) {
     SCOPED_TRACE(status);
-    fakes_.location.SetStatus(status);
-    fakes_.location.SetEnabled(true);
+    fakes_.location.status = status;
+    fakes_.location.enabled = true;
     const int reads_before = fakes_.location.cached_location_reads;
     EXPECT_EQ(geolocation.getAuthorizationStatusCode(), code);
     const bool authorized = code == 0 || code == 1;
     EXPECT_EQ(geolocation.getLastLocation().has_value(), authorized);
-    fakes_.location.SetEnabled(false);
+    fakes_.location.enabled = false;
     EXPECT_EQ(geolocation.getAuthorizationStatusCode(), -4);
     EXPECT_FALSE(geolocation.getLastLocation());
     EXPECT_EQ(fakes_.location.cached_location_reads - reads_before, authorized ? 1 : 0)
@@ -90,7 +90,7 @@ class LocationDataHelper : public ::testing::Test {
   }
 
   std::string ValueFor(const std::optional<Location>& location) {
-    fakes_.location.SetCachedLocation(location);
+    fakes_.location.location = location;
     return RQBLocationDataHelper().getValue().value();
   }
 
@@ -112,14 +112,14 @@ TEST_F(LocationDataHelper, WritesTheRecordByteForByteUnlessTheCourseIsExactlyZer
     EXPECT_EQ(ValueFor(fix), text);
   }
   EXPECT_EQ(ValueFor(std::nullopt), "{}");
-  fakes_.location.SetStatus(kLocationDenied);
+  fakes_.location.status = kLocationDenied;
   EXPECT_EQ(ValueFor(SaoPauloFix()), "{}");
 }
 
 // Collection runs overlap: formatters and the shared manager are used from
 // several threads at once (ThreadSanitizer watches this test).
 TEST_F(LocationDataHelper, OverlappingRunsAllWriteTheSameRecord) {
-  fakes_.location.SetCachedLocation(SaoPauloFix());
+  fakes_.location.location = SaoPauloFix();
   std::vector<std::string> values(4);
   std::vector<std::thread> runs;
   for (std::string& value : values) {

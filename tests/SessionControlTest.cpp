@@ -53,8 +53,7 @@ TEST_F(SessionControl, GeneratedSessionIdsAreDistinctUpperCaseVersion4Uuids) {
   std::set<std::string> seen;
   for (int i = 0; i < 100; ++i) {
     const std::string id = behavior.generateSessionId();
-    EXPECT_THAT(id, testing::MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-"
-                                          "[0-9A-F]{12}"));
+    EXPECT_THAT(id, testing::MatchesRegex(test::kUuidPattern));
     seen.insert(id);
   }
   EXPECT_EQ(seen.size(), 100u);

@@ -9,7 +9,6 @@
 
 #include <atomic>
 #include <filesystem>
-#include <fstream>
 #include <future>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -37,20 +36,6 @@ const std::string kHost = loopback::HostOfUrl(RQB_PROFILER_BASE_URL);
 std::size_t EntriesIn(const char* folder) {
   const std::filesystem::directory_iterator entries(folder);
   return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
-}
-
-// The library's threads: every one is named "rqb-...". The loopback
-// receiver's own threads start when it listens, possibly late under load, and
-// are left out.
-std::size_t LibraryThreads() {
-  std::size_t count = 0;
-  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-    std::ifstream comm(task.path() / "comm");
-    std::string name;
-    std::getline(comm, name);
-    if (name.starts_with("rqb-")) ++count;
-  }
-  return count;
 }
 
 class RealRuns : public test::PlatformTest {
@@ -210,10 +195,12 @@ TEST_F(RealRuns, RunsWithTheMainQueueNeverServedLeaveOneTaskThereAndNoThreadsOrD
   // The first runs wait until they hold all the pool's threads.
   gate_closed_ = true;
   ASSERT_TRUE(run(10));
-  const std::size_t threads = LibraryThreads();
+  // The loopback receiver's threads, which start when it listens, possibly
+  // late under load, are not counted: only the library's, named "rqb-...".
+  const std::size_t threads = test::LibraryThreadTasks().size();
   const std::size_t descriptors = EntriesIn("/proc/self/fd");
   ASSERT_TRUE(run(9'990));
-  EXPECT_EQ(LibraryThreads(), threads);
+  EXPECT_EQ(test::LibraryThreadTasks().size(), threads);
   EXPECT_EQ(EntriesIn("/proc/self/fd"), descriptors);
   EXPECT_EQ(location.main_queue.Drain(), 1u) << "one manager creation serves every run";
   EXPECT_EQ(log_.Lines().size(), 10'000u);

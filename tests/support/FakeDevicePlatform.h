@@ -2,14 +2,10 @@
 // application providers, preset to the values of one well-known phone.
 #pragma once
 
-#include <stdlib.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <filesystem>
 #include <set>
-#include <stdexcept>
 
 #include "FakePlatform.h"
 #include "Platform/Accessibility.h"
@@ -147,32 +143,6 @@ struct FakeDevicePlatform {
 struct DevicePlatformTest : PlatformTest {
   FakeDevicePlatform fakes_;
   ScopedPlatformOverride device_fakes_{fakes_.platform()};
-};
-
-// A new empty folder, removed with everything in it at the end of its life.
-struct TemporaryDirectory {
-  TemporaryDirectory() {
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-  }
-  ~TemporaryDirectory() { std::filesystem::remove_all(name, ignored); }
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  std::filesystem::path path() const { return name; }
-
-  std::string name = (std::filesystem::temp_directory_path() / "rqbehavior-test-XXXXXX").string();
-  std::error_code ignored;
-};
-
-// Sets (or, given nullptr, unsets) an environment variable until the end of
-// the scope.
-struct ScopedEnvironment {
-  ScopedEnvironment(const char* name, const char* value) : name(name) {
-    if (const char* was = getenv(name)) old = was;
-    value != nullptr ? setenv(name, value, 1) : unsetenv(name);
-  }
-  ~ScopedEnvironment() { old ? setenv(name, old->c_str(), 1) : unsetenv(name); }
-  ScopedEnvironment(const ScopedEnvironment&) = delete;
-  const char* name;
-  std::optional<std::string> old;
 };
 
 }  // namespace rqb::test

@@ -6,43 +6,48 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <utility>
 
 #include "Platform/DeviceCalendar.h"
 #include "Platform/LocationServices.h"
 #include "Platform/MainQueue.h"
 #include "Platform/Platform.h"
 #include "Platform/linux/IcuDateFormatter.h"
+#include "Utils/Geolocation/RQBGeolocation.h"
 
 namespace rqb::test {
 
 // Location services with a switch, a status and one cached fix (all zeros
-// unless a test sets another) that every manager hands out. Change them only
-// while no collection run is going on; the counters count from any thread.
-class FakeLocationServices final : public LocationServices {
- public:
-  void SetEnabled(bool on) { enabled_ = on; }
-  void SetStatus(std::int32_t status) { status_ = status; }
-  void SetCachedLocation(std::optional<Location> location) { location_ = std::move(location); }
+// unless a test sets another) that every manager hands out at the time it is
+// read. Change them only while no collection run is going on; the counters
+// count from any thread.
+struct FakeLocationServices final : LocationServices {
+  bool LocationServicesEnabled() const override { return enabled; }
+  std::int32_t AuthorizationStatus() const override { return status; }
+  std::shared_ptr<LocationManager> CreateManager() override {
+    ++managers_created;
+    return std::make_shared<Manager>(*this);
+  }
 
-  bool LocationServicesEnabled() const override { return enabled_; }
-  std::int32_t AuthorizationStatus() const override { return status_; }
-  std::shared_ptr<LocationManager> CreateManager() override;
-
+  bool enabled = true;
+  std::int32_t status = kLocationAuthorizedWhenInUse;
+  std::optional<Location> location = Location{};
   std::atomic<int> managers_created = 0;
   std::atomic<int> cached_location_reads = 0;  // by any manager
 
  private:
-  friend struct FakeLocationManager;
-  bool enabled_ = true;
-  std::int32_t status_ = kLocationAuthorizedWhenInUse;
-  std::optional<Location> location_ = Location{};
+  struct Manager final : LocationManager {
+    explicit Manager(FakeLocationServices& services) : services(services) {}
+    std::optional<Location> CachedLocation() const override {
+      ++services.cached_location_reads;
+      return services.location;
+    }
+    FakeLocationServices& services;
+  };
 };
 
 // pt_BR in America/Sao_Paulo (UTC-3 all year round since 2019), Sunday first,
 // one day in the first week.
-class FakeDeviceCalendar final : public DeviceCalendar {
- public:
+struct FakeDeviceCalendar final : DeviceCalendar {
   std::shared_ptr<DateFormatter> CreateDateFormatter(std::string_view pattern) const override {
     return std::make_shared<IcuDateFormatter>(pattern,
                                               CalendarSettings{"pt_BR", "America/Sao_Paulo", 1, 1});
@@ -51,18 +56,20 @@ class FakeDeviceCalendar final : public DeviceCalendar {
 
 // Puts the fakes above and its own main queue in force for its lifetime.
 // The process-wide location manager is emptied when it starts and when it
-// ends, as in a fresh process.
-class FakeLocationPlatform {
- public:
-  FakeLocationPlatform();
-  ~FakeLocationPlatform();
+// ends, as in a fresh process: a manager left by an earlier test would point
+// at fakes that are gone.
+struct FakeLocationPlatform {
+  FakeLocationPlatform() { geoLocationManager().Replace(nullptr); }
+  ~FakeLocationPlatform() { geoLocationManager().Replace(nullptr); }
 
   FakeLocationServices location;
   FakeDeviceCalendar calendar;
   DrainableMainQueue main_queue;
 
  private:
-  ScopedPlatformOverride override_;  // last: in force only while the fakes exist
+  // Last: in force only while the fakes exist.
+  ScopedPlatformOverride override_{
+      Platform{.main_queue = &main_queue, .location = &location, .calendar = &calendar}};
 };
 
 }  // namespace rqb::test

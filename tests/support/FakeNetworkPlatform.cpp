@@ -88,11 +88,4 @@ void FakeNetworkReachability::Record(std::string event, FakeReachabilityTarget* 
   if (destroyed) targets_.erase(std::find(targets_.begin(), targets_.end(), destroyed));
 }
 
-FakeNetworkPlatform::FakeNetworkPlatform() : operating_system("12.0") {
-  in_force_.emplace(Platform{.operating_system = &operating_system,
-                             .network_reachability = &reachability,
-                             .captive_network = &captive_network,
-                             .telephony = &telephony});
-}
-
 }  // namespace rqb::test

@@ -69,15 +69,16 @@ struct FakeTelephony final : Telephony {
 // Make it after any fixture of wider scope (e.g. PlatformTest), so that the
 // overrides end in reverse order.
 struct FakeNetworkPlatform {
-  FakeNetworkPlatform();
-
   FakeNetworkReachability reachability;
   FakeCaptiveNetwork captive_network;
   FakeTelephony telephony;
-  FixedOperatingSystem operating_system;
+  FixedOperatingSystem operating_system{"12.0"};
 
  private:
-  std::optional<ScopedPlatformOverride> in_force_;
+  const ScopedPlatformOverride in_force_{Platform{.operating_system = &operating_system,
+                                                  .network_reachability = &reachability,
+                                                  .captive_network = &captive_network,
+                                                  .telephony = &telephony}};
 };
 
 }  // namespace rqb::test

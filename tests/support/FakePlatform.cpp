@@ -1,5 +1,7 @@
 #include "FakePlatform.h"
 
+#include <fstream>
+#include <iterator>
 #include <utility>
 
 #include "Platform/linux/LinuxThreads.h"
@@ -39,15 +41,23 @@ std::unique_ptr<RQBDataHelper> FakeClassLookup::CreateDataHelper(
   return found != factories_.end() ? found->second() : nullptr;
 }
 
+std::string FileText(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
 std::error_code StartTestThread(std::function<void()> body) {
   return StartLibraryThread("rqb-test", ThreadPriority::kInherited, std::move(body));
 }
 
-PlatformTest::PlatformTest() {
-  fakes_.emplace(Platform{.log = &log_,
-                          .background_queue = &background_,
-                          .url_sessions = &sessions_,
-                          .classes = &classes_});
+std::multimap<std::string, std::filesystem::path> LibraryThreadTasks() {
+  std::multimap<std::string, std::filesystem::path> tasks;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::string name;
+    std::getline(std::ifstream(task.path() / "comm"), name);
+    if (name.starts_with("rqb-")) tasks.emplace(name, task.path());
+  }
+  return tasks;
 }
 
 }  // namespace rqb::test

@@ -2,15 +2,18 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -141,23 +144,61 @@ class FixedOperatingSystem final : public OperatingSystem {
   OperatingSystemVersion version;
 };
 
+// A new empty folder, removed with everything in it at the end of its life.
+struct TemporaryDirectory {
+  TemporaryDirectory() {
+    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+  }
+  ~TemporaryDirectory() { std::filesystem::remove_all(name, ignored); }
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
+  std::filesystem::path path() const { return name; }
+
+  std::string name = (std::filesystem::temp_directory_path() / "rqbehavior-test-XXXXXX").string();
+  std::error_code ignored;
+};
+
+// Sets (or, given nullptr, unsets) an environment variable until the end of
+// the scope.
+struct ScopedEnvironment {
+  ScopedEnvironment(const char* name, const char* value) : name(name) {
+    if (const char* was = getenv(name)) old = was;
+    value != nullptr ? setenv(name, value, 1) : unsetenv(name);
+  }
+  ~ScopedEnvironment() { old ? setenv(name, old->c_str(), 1) : unsetenv(name); }
+  ScopedEnvironment(const ScopedEnvironment&) = delete;
+  const char* name;
+  std::optional<std::string> old;
+};
+
+// A version-4 UUID as the library writes it, as a regular expression.
+inline const std::string kUuidPattern =
+    "[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}";
+
+// Everything in the file at `path`; "" when it cannot be read.
+std::string FileText(const std::filesystem::path& path);
+
 // Starts a real library thread, for thread pools in tests.
 std::error_code StartTestThread(std::function<void()> body);
+
+// The /proc/self/task folder of each of the library's threads, all named
+// "rqb-...", by name.
+std::multimap<std::string, std::filesystem::path> LibraryThreadTasks();
 
 // Puts a log recorder, a manual background queue, recorded URL sessions and
 // an empty class table in force for each test. A test puts other providers
 // in force on top with a ScopedPlatformOverride of its own.
 class PlatformTest : public ::testing::Test {
  protected:
-  PlatformTest();
-
   RecordingLog log_;
   ManualExecutor background_;
   RecordingUrlSessions sessions_;
   FakeClassLookup classes_;
 
  private:
-  std::optional<ScopedPlatformOverride> fakes_;
+  const ScopedPlatformOverride fakes_{Platform{.log = &log_,
+                                               .background_queue = &background_,
+                                               .url_sessions = &sessions_,
+                                               .classes = &classes_}};
 };
 
 }  // namespace rqb::test
