@@ -5,7 +5,6 @@
 #include <sched.h>
 #include <stdlib.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -53,11 +52,9 @@ TEST(LinuxDevice, ReadsAHostNameOfTheLongestLength) {
     if (sethostname(longest.data(), longest.size()) != 0) _exit(2);
     _exit(LinuxDevice().Name() == longest ? 0 : 1);
   }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  ASSERT_TRUE(WIFEXITED(status));
-  if (WEXITSTATUS(status) == 2) GTEST_SKIP() << "no user namespaces here";
-  EXPECT_EQ(WEXITSTATUS(status), 0);
+  const int code = test::ExitCodeOf(child);
+  if (code == 2) GTEST_SKIP() << "no user namespaces here";
+  EXPECT_EQ(code, 0);
 }
 
 TEST(LinuxBattery, ReadsTheFirstSystemBatteryOfRealSysfsTrees) {

@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -130,9 +129,7 @@ TEST_F(RealRuns, AForkedChildsRunUploadsAndNothingOfTheParentsIsSentTwice) {
     _exit(RQBehavior::flush(60s) ? 0 : 1);
   }
   receiver_.SetAnswering(Answering::kAtOnce);
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the child's run did not finish";
+  EXPECT_EQ(test::ExitCodeOf(child), 0) << "the child's run did not finish";
   gate_closed_ = false;
   ASSERT_TRUE(RQBehavior::flush(60s));
   EXPECT_EQ(UploadsPerSession(),

@@ -1,5 +1,7 @@
 #include "FakePlatform.h"
 
+#include <sys/wait.h>
+
 #include <fstream>
 #include <iterator>
 #include <utility>
@@ -8,25 +10,22 @@
 
 namespace rqb::test {
 
-// Hands every data task to `start`.
-class ForwardingSession final : public UrlSession {
- public:
-  explicit ForwardingSession(std::function<void(UrlRequest, DataTaskCompletionHandler)> start)
-      : start_(std::move(start)) {}
+// Records each data task with the configuration of its session.
+struct RecordingSession final : UrlSession {
+  RecordingSession(Recorded<RecordingUrlSessions::Task>& tasks,
+                   UrlSessionConfiguration configuration)
+      : tasks(tasks), configuration(std::move(configuration)) {}
   void StartDataTask(UrlRequest request, DataTaskCompletionHandler completion) override {
-    start_(std::move(request), std::move(completion));
+    tasks.Add({configuration, std::move(request), std::move(completion)});
   }
 
- private:
-  std::function<void(UrlRequest, DataTaskCompletionHandler)> start_;
+  Recorded<RecordingUrlSessions::Task>& tasks;
+  const UrlSessionConfiguration configuration;
 };
 
 std::shared_ptr<UrlSession> RecordingUrlSessions::CreateSession(
     const UrlSessionConfiguration& configuration) {
-  return std::make_shared<ForwardingSession>(
-      [this, configuration](UrlRequest request, DataTaskCompletionHandler completion) {
-        tasks_.Add({configuration, std::move(request), std::move(completion)});
-      });
+  return std::make_shared<RecordingSession>(tasks_, configuration);
 }
 
 void FakeClassLookup::Register(std::string name, Factory factory) {
@@ -44,6 +43,12 @@ std::unique_ptr<RQBDataHelper> FakeClassLookup::CreateDataHelper(
 std::string FileText(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+int ExitCodeOf(pid_t child) {
+  int status = 0;
+  if (waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
+  return WEXITSTATUS(status);
 }
 
 std::error_code StartTestThread(std::function<void()> body) {

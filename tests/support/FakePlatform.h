@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/types.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -176,6 +177,10 @@ inline const std::string kUuidPattern =
 
 // Everything in the file at `path`; "" when it cannot be read.
 std::string FileText(const std::filesystem::path& path);
+
+// Waits for the child process `child`: its exit status, or -1 when a signal
+// ended it.
+int ExitCodeOf(pid_t child);
 
 // Starts a real library thread, for thread pools in tests.
 std::error_code StartTestThread(std::function<void()> body);
