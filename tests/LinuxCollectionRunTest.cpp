@@ -173,7 +173,7 @@ class LinuxOutsideFiles : public test::PlatformTest {
   }
 };
 
-TEST_F(LinuxOutsideFiles, AFifoADeviceAHugeFileOrNonUtf8TextCostsOnlyTheValuesReadFromIt) {
+TEST_F(LinuxOutsideFiles, AFifoADeviceAHugeFileOrNonUtf8TextCostsOnlyItsValuesAndRunsReadAfresh) {
   const test::TemporaryDirectory healthy_root;
   WriteHealthyMachine(healthy_root.path());
   const std::optional<Values> healthy = Collect(healthy_root.path());
@@ -183,13 +183,22 @@ TEST_F(LinuxOutsideFiles, AFifoADeviceAHugeFileOrNonUtf8TextCostsOnlyTheValuesRe
   ASSERT_EQ(healthy->at("InstalledKeyboards"), R"x(["us","de(nodeadkeys)"])x");
   ASSERT_EQ(healthy->at("DeviceGeneratedId"), "stored-id");
   ASSERT_NE(healthy->at("VisitorIdentifierForVendor"), "");
+  // The two battery collectors of one run share one reading of the folder;
+  // the next run reads it afresh. (The preferences file's reading is
+  // LinuxPreferencesStore's test.)
+  Write(healthy_root.path() / "sys/class/power_supply/BAT0/status", "Discharging\n");
+  Write(healthy_root.path() / "sys/class/power_supply/BAT0/capacity", "37\n");
+  const std::optional<Values> later = Collect(healthy_root.path());
+  ASSERT_TRUE(later);
+  EXPECT_EQ(later->at("BatteryInfo"), R"({ "s": "u", "l": 37.000000 })");
+  EXPECT_EQ(later->at("Battery"), R"({ "s": "u", "l": 37.000000 })");
 
+  const std::pair<Hostile, const char*> kinds[] = {{Hostile::kFifo, "a FIFO"},
+                                                   {Hostile::kDevice, "a link to /dev/zero"},
+                                                   {Hostile::kHuge, "a 300 MB file"},
+                                                   {Hostile::kLatin1, "Latin-1 text"}};
   for (const OutsideFile& file : OutsideFiles()) {
-    for (const auto& [kind, name] :
-         std::vector<std::pair<Hostile, const char*>>{{Hostile::kFifo, "a FIFO"},
-                                                      {Hostile::kDevice, "a link to /dev/zero"},
-                                                      {Hostile::kHuge, "a 300 MB file"},
-                                                      {Hostile::kLatin1, "Latin-1 text"}}) {
+    for (const auto& [kind, name] : kinds) {
       const std::string context = std::string(name) + " at " + file.path;
       const test::TemporaryDirectory root;
       WriteHealthyMachine(root.path());
@@ -202,21 +211,6 @@ TEST_F(LinuxOutsideFiles, AFifoADeviceAHugeFileOrNonUtf8TextCostsOnlyTheValuesRe
           context);
     }
   }
-}
-
-// The two battery collectors of one run share one reading of the folder; the
-// next run reads it afresh. (The preferences file's reading is
-// LinuxPreferencesStore's test.)
-TEST_F(LinuxOutsideFiles, EachRunReadsTheBatteryAfresh) {
-  const test::TemporaryDirectory root;
-  WriteHealthyMachine(root.path());
-  ASSERT_TRUE(Collect(root.path()));
-  Write(root.path() / "sys/class/power_supply/BAT0/status", "Discharging\n");
-  Write(root.path() / "sys/class/power_supply/BAT0/capacity", "37\n");
-  const std::optional<Values> second = Collect(root.path());
-  ASSERT_TRUE(second);
-  EXPECT_EQ(second->at("BatteryInfo"), R"({ "s": "u", "l": 37.000000 })");
-  EXPECT_EQ(second->at("Battery"), R"({ "s": "u", "l": 37.000000 })");
 }
 
 // Runs that overlap on the library's own threads, through the providers of
