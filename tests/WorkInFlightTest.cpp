@@ -55,15 +55,6 @@ class RealRuns : public test::PlatformTest {
   // A failed test must not leave runs waiting for ever: the pool waits for them.
   ~RealRuns() override { gate_closed_ = false; }
 
-  // How many uploads the receiver got for each session identifier.
-  std::map<std::string, int> UploadsPerSession() const {
-    std::map<std::string, int> uploads;
-    for (const auto& request : receiver_.Requests()) {
-      ++uploads[nlohmann::json::parse(request.body)["SessionID"].get<std::string>()];
-    }
-    return uploads;
-  }
-
   // From now on every upload fails, with its log line: the route trusts a CA
   // that did not sign the receiver's certificate.
   void FailUploads() {
@@ -132,8 +123,11 @@ TEST_F(RealRuns, AForkedChildsRunUploadsAndNothingOfTheParentsIsSentTwice) {
   EXPECT_EQ(test::ExitCodeOf(child), 0) << "the child's run did not finish";
   gate_closed_ = false;
   ASSERT_TRUE(RQBehavior::flush(60s));
-  EXPECT_EQ(UploadsPerSession(),
-            (std::map<std::string, int>{{"parent-session", 7}, {"child-session", 1}}));
+  std::map<std::string, int> uploads;  // by session
+  for (const auto& request : receiver_.Requests()) {
+    ++uploads[nlohmann::json::parse(request.body)["SessionID"].get<std::string>()];
+  }
+  EXPECT_EQ(uploads, (std::map<std::string, int>{{"parent-session", 7}, {"child-session", 1}}));
 }
 
 // Python ends threads that call into it while it shuts down with
