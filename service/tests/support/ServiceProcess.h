@@ -16,6 +16,10 @@ namespace rqbservice::testing {
 
 inline constexpr char kToken[] = "test-token-0123456789abcdef";
 
+inline httplib::Headers Bearer(const std::string& token = kToken) {
+  return {{"Authorization", "Bearer " + token}};
+}
+
 class ServiceProcess {
  public:
   // Starts the service on `database` with `extra` flags and a certificate
