@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <unistd.h>
 
 #include <fstream>
 
 #include "config/Config.h"
+#include "support/TemporaryFolder.h"
 
 namespace rqbservice {
 namespace {
@@ -20,10 +19,8 @@ std::string ErrorOf(std::vector<std::string> arguments) {
 }
 
 TEST(Config, FlagsWinOverTheFileWhateverTheirOrder) {
-  char path[] = "/tmp/rqbehavior-service-config.XXXXXX";
-  const int fd = mkstemp(path);
-  ASSERT_GE(fd, 0);
-  close(fd);
+  const testing::TemporaryFolder folder;
+  const std::string path = folder.path / "rqbehavior.conf";
   std::ofstream(path) << "# production\n"
                          "listen = 0.0.0.0:9443\n"
                          "database = postgresql://db.internal/profiles\n"
@@ -32,7 +29,6 @@ TEST(Config, FlagsWinOverTheFileWhateverTheirOrder) {
                          "token-file = /etc/token\n"
                          "threads = 16\n";
   const auto parsed = Parse({"--threads=8", "--config", path, "--listen", "[::1]:0"});
-  unlink(path);
   ASSERT_TRUE(std::holds_alternative<Config>(parsed)) << std::get<ConfigError>(parsed).message;
   const Config& config = std::get<Config>(parsed);
   EXPECT_EQ(config.listen_host, "::1");
@@ -40,7 +36,6 @@ TEST(Config, FlagsWinOverTheFileWhateverTheirOrder) {
   EXPECT_EQ(config.database, "postgresql://db.internal/profiles");
   EXPECT_EQ(config.threads, 8);
   EXPECT_EQ(config.tls_key, "/etc/ssl/a.key");
-  EXPECT_EQ(config.console_dir, "/console");
 }
 
 TEST(Config, RefusesIncompleteOrContradictorySettings) {

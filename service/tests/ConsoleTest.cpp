@@ -101,8 +101,7 @@ TEST_F(Console, ShowsTheLibrarysUploadDecoded) {
   ASSERT_FALSE(session.empty());
 
   // What the query API returns for it: every key decoded.
-  const auto stored = service_->Client()->Get("/api/profiler/sessions/" + session,
-                                              {{"Authorization", std::string("Bearer ") + kToken}});
+  const auto stored = service_->Client()->Get("/api/profiler/sessions/" + session, Bearer());
   ASSERT_TRUE(stored);
   ASSERT_EQ(stored->status, 200) << stored->body;
   const json reception = json::parse(stored->body).at(0);
@@ -131,11 +130,7 @@ TEST_F(Console, ShowsHostileTextAsTextTheSignalsAndNothingWithoutTheToken) {
   const std::string name =
       R"(<img src=x onerror=\"document.title='pwned'\"><script>document.title='pwned'<\/script>)";
   for (const char* session : {"farm-1", "farm-2", "farm-3' OR 1=1 --"}) {
-    ASSERT_EQ(client
-                  ->Post("/api/profiler/variables",
-                         DeviceBody(session, "shop", "FARM-DEVICE", name), kDeviceContentType)
-                  ->status,
-              200);
+    ASSERT_EQ(Upload(*client, DeviceBody(session, "shop", "FARM-DEVICE", name))->status, 200);
   }
   const std::string page = Render(WithToken("/session/" + std::string("farm-3' OR 1=1 --")));
   EXPECT_NE(page.find("&lt;script&gt;document.title='pwned'&lt;/script&gt;"), std::string::npos)

@@ -16,15 +16,6 @@ namespace {
 
 using nlohmann::json;
 
-httplib::Headers Bearer(const std::string& token = kToken) {
-  return {{"Authorization", "Bearer " + token}};
-}
-
-httplib::Result Post(httplib::SSLClient& client, const std::string& body,
-                     const char* content_type = kDeviceContentType) {
-  return client.Post("/api/profiler/variables", body, content_type);
-}
-
 TEST(ServiceEndToEnd, StoresAProfileShowsItDecodedAndLogsItWithoutTheBody) {
   ServiceProcess service;
   auto client = service.Client();
@@ -35,7 +26,7 @@ TEST(ServiceEndToEnd, StoresAProfileShowsItDecodedAndLogsItWithoutTheBody) {
                                       "0F6E5D4C-3B2A-4918-8765-43210FEDCBA9", "secret-device-name");
   const auto before = NowMicroseconds();
   for (int i = 0; i < 2; ++i) {
-    const auto posted = Post(*client, body);
+    const auto posted = Upload(*client, body);
     ASSERT_TRUE(posted) << httplib::to_string(posted.error());
     ASSERT_EQ(posted->status, 200) << posted->body;
   }
@@ -76,7 +67,7 @@ TEST(ServiceEndToEnd, StoresAProfileShowsItDecodedAndLogsItWithoutTheBody) {
 TEST(ServiceEndToEnd, QueriesNeedTheTokenAndUnknownSessionsAreNotFound) {
   ServiceProcess service;
   auto client = service.Client();
-  ASSERT_EQ(Post(*client, DeviceBody("known-session"))->status, 200);
+  ASSERT_EQ(Upload(*client, DeviceBody("known-session"))->status, 200);
   for (const httplib::Headers& headers :
        {httplib::Headers{}, Bearer("wrong-token-0123456789abcde"), Bearer(""),
         httplib::Headers{{"Authorization", std::string("Basic ") + kToken}},
@@ -101,9 +92,8 @@ TEST(ServiceEndToEnd, RefusesBadUploadsStoresNothingAndStaysUp) {
   ServiceProcess service;
   auto client = service.Client();
   const std::string good = DeviceBody("bad-input-session");
-  std::string many_keys = R"({"SessionID":"abcdef","App":"a","Variables":{)";
-  for (int i = 0; i < 3000; ++i) many_keys += (i ? ",\"k" : "\"k") + std::to_string(i) + "\":\"v\"";
-  many_keys += "}}";
+  json many_keys = {{"SessionID", "abcdef"}, {"App", "a"}};
+  for (int i = 0; i < 3000; ++i) many_keys["Variables"]["k" + std::to_string(i)] = "v";
   const struct {
     std::string body;
     const char* content_type;
@@ -111,17 +101,16 @@ TEST(ServiceEndToEnd, RefusesBadUploadsStoresNothingAndStaysUp) {
     const char* reason;
   } cases[] = {
       {good.substr(0, good.size() / 2), kDeviceContentType, 400, "not_json"},
-      {good, "text/plain", 415, "content_type"},
       {good, "application/json; charset=ISO-8859-1", 415, "content_type"},
       {std::string(70 * 1024, ' ') + good, kDeviceContentType, 413, "too_large"},
       {std::string(5000, '[') + std::string(5000, ']'), kDeviceContentType, 400, "too_deep"},
       {DeviceBody("s\xED\xA0\x80x"), kDeviceContentType, 400, "invalid_utf8"},
       {R"({"SessionID":"abcdef","App":"a","Variables":{"Battery":50}})", kDeviceContentType, 400,
        "bad_envelope"},
-      {many_keys, kDeviceContentType, 400, "too_many_keys"},
+      {many_keys.dump(), kDeviceContentType, 400, "too_many_keys"},
   };
   for (const auto& c : cases) {
-    const auto result = Post(*client, c.body, c.content_type);
+    const auto result = Upload(*client, c.body, c.content_type);
     ASSERT_TRUE(result) << c.reason;
     EXPECT_EQ(result->status, c.status) << c.reason;
     const json error = json::parse(result->body, nullptr, false);
@@ -138,7 +127,7 @@ TEST(ServiceEndToEnd, RefusesBadUploadsStoresNothingAndStaysUp) {
   EXPECT_NE(metrics->body.find("rqbehavior_rejections_total{reason=\"too_large\"} 1"),
             std::string::npos)
       << metrics->body;
-  EXPECT_NE(metrics->body.find("rqbehavior_rejections_total{reason=\"content_type\"} 2"),
+  EXPECT_NE(metrics->body.find("rqbehavior_rejections_total{reason=\"content_type\"} 1"),
             std::string::npos);
 }
 
@@ -155,7 +144,7 @@ TEST(ServiceEndToEnd, AClientThatStallsInItsHeadersIsCutOffWhileOthersAreServed)
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   // Meanwhile the service answers others.
-  EXPECT_EQ(Post(*service.Client(), DeviceBody("meanwhile"))->status, 200);
+  EXPECT_EQ(Upload(*service.Client(), DeviceBody("meanwhile"))->status, 200);
   const auto stalled_at = std::chrono::steady_clock::now();
   // The server may answer 4xx before it closes; it must not wait for more.
   std::string reply;
@@ -172,33 +161,26 @@ TEST(ServiceEndToEnd, EveryProfileAnswered200IsStoredAfterAStop) {
   for (const bool kill_hard : {false, true}) {
     ServiceProcess service;
     std::atomic<bool> stop{false};
-    std::mutex answered_mutex;
-    std::vector<std::string> answered;  // sessions answered 200
+    std::atomic<int> answered_count{0};
+    std::vector<std::string> answered[4];  // by client, the sessions answered 200
     std::vector<std::thread> clients;
     for (int t = 0; t < 4; ++t) {
       clients.emplace_back([&, t] {
         auto client = service.Client();
         for (int i = 0; !stop; ++i) {
           const std::string session = "load-" + std::to_string(t) + "-" + std::to_string(i);
-          const auto result = Post(*client, DeviceBody(session));
-          if (!result) {
-            if (stop) return;
-            continue;  // refused while stopping: a new connection is tried
-          }
+          const auto result = Upload(*client, DeviceBody(session));
+          if (!result) continue;  // refused while stopping: a new connection is tried
           if (result->status != 200) return;
-          std::lock_guard lock(answered_mutex);
-          answered.push_back(session);
+          answered[t].push_back(session);
+          ++answered_count;
         }
       });
     }
     // Stopped under load: once some profiles have been answered, however
     // slow the machine.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    for (;;) {
-      {
-        std::lock_guard lock(answered_mutex);
-        if (answered.size() >= 20 || std::chrono::steady_clock::now() > deadline) break;
-      }
+    while (answered_count < 20 && std::chrono::steady_clock::now() < deadline) {
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     if (kill_hard) {
@@ -208,18 +190,20 @@ TEST(ServiceEndToEnd, EveryProfileAnswered200IsStoredAfterAStop) {
     }
     stop = true;
     for (auto& client : clients) client.join();
-    ASSERT_GE(answered.size(), 20u);
+    ASSERT_GE(answered_count.load(), 20);
 
     service.Restart();
     const auto integrity =
         Connect(DatabaseUrl::Parse(service.database()))->Query("PRAGMA integrity_check");
     EXPECT_EQ(integrity.at(0).at(0), "ok");
     auto client = service.Client();
-    for (const std::string& session : answered) {
-      const auto result = client->Get("/api/profiler/sessions/" + session, Bearer());
-      ASSERT_TRUE(result);
-      ASSERT_EQ(result->status, 200)
-          << session << (kill_hard ? " after kill -9" : " after SIGTERM");
+    for (const auto& sessions : answered) {
+      for (const std::string& session : sessions) {
+        const auto result = client->Get("/api/profiler/sessions/" + session, Bearer());
+        ASSERT_TRUE(result);
+        ASSERT_EQ(result->status, 200)
+            << session << (kill_hard ? " after kill -9" : " after SIGTERM");
+      }
     }
   }
 }

@@ -2,16 +2,15 @@
 // cases need a server named by PGHOST and friends (ctest runs them under
 // pg_virtualenv) and are skipped without one.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <set>
 #include <thread>
 
 #include "database/Migrations.h"
 #include "storage/GroupCommitWriter.h"
 #include "storage/Storage.h"
+#include "support/TemporaryFolder.h"
 
 namespace rqbservice {
 namespace {
@@ -58,10 +57,7 @@ class StorageOnEachEngine : public ::testing::TestWithParam<Engine> {
  protected:
   void SetUp() override {
     if (GetParam() == Engine::kSqlite) {
-      char folder[] = "/tmp/rqbehavior-service-storage.XXXXXX";
-      ASSERT_NE(mkdtemp(folder), nullptr);
-      folder_ = folder;
-      url_ = "sqlite:" + folder_ + "/profiles.db";
+      url_ = "sqlite:" + (folder_.path / "profiles.db").string();
       return;
     }
     if (std::getenv("PGHOST") == nullptr) {
@@ -73,18 +69,13 @@ class StorageOnEachEngine : public ::testing::TestWithParam<Engine> {
     Connect(DatabaseUrl::Parse(url_))->Execute("DROP SCHEMA public CASCADE; CREATE SCHEMA public");
   }
 
-  void TearDown() override {
-    if (!folder_.empty()) std::filesystem::remove_all(folder_);
-  }
-
   std::unique_ptr<Storage> Open() { return std::make_unique<Storage>(DatabaseUrl::Parse(url_)); }
 
   void Append(Storage& storage, std::vector<Reception> receptions) {
-    auto connection = storage.OpenWriterConnection();
-    Storage::AppendReceptions(*connection, receptions);
+    Storage::AppendReceptions(*storage.OpenWriterConnection(), receptions);
   }
 
-  std::string folder_;
+  testing::TemporaryFolder folder_;  // unused on PostgreSQL
   std::string url_;
 };
 
@@ -117,14 +108,13 @@ TEST_P(StorageOnEachEngine, RecentReceptionsFilterByAppAndTimeNewestFirst) {
          {MakeReception("a", kT0, {}, {}, "shop"), MakeReception("b", kT0 + kHour, {}, {}, "bank"),
           MakeReception("c", kT0 + 2 * kHour, {}, {}, "shop"),
           MakeReception("d", kT0 + 3 * kHour, {}, {}, "shop")});
-  auto sessions = [](const std::vector<Reception>& receptions) {
-    std::string ids;
-    for (const auto& r : receptions) ids += r.session_id;
-    return ids;
-  };
   auto recent = [&](std::optional<std::string> app, std::optional<std::int64_t> since,
                     std::optional<std::int64_t> until, std::int64_t limit = 50) {
-    return sessions(storage->RecentReceptions(ReceptionFilter{app, since, until, limit}));
+    std::string sessions;
+    for (const auto& r : storage->RecentReceptions({app, since, until, limit})) {
+      sessions += r.session_id;
+    }
+    return sessions;
   };
   EXPECT_EQ(recent({}, {}, {}), "dcba");
   EXPECT_EQ(recent("shop", {}, {}), "dca");

@@ -34,9 +34,7 @@ TEST(TwoInstances, ProfilesPostedToEitherAreStoredAndVisibleFromBoth) {
       for (int i = 0; i < kEach; ++i) {
         const std::string session =
             "port-" + std::to_string(service->port()) + "-" + std::to_string(i);
-        const auto result =
-            client->Post("/api/profiler/variables", DeviceBody(session, "shop", "SHARED-DEVICE"),
-                         kDeviceContentType);
+        const auto result = Upload(*client, DeviceBody(session, "shop", "SHARED-DEVICE"));
         ASSERT_TRUE(result);
         ASSERT_EQ(result->status, 200) << result->body;
       }
@@ -44,12 +42,11 @@ TEST(TwoInstances, ProfilesPostedToEitherAreStoredAndVisibleFromBoth) {
   }
   for (auto& poster : posters) poster.join();
 
-  const httplib::Headers bearer = {{"Authorization", std::string("Bearer ") + kToken}};
   for (ServiceProcess* service : {first.get(), second.get()}) {
     auto client = service->Client();
     EXPECT_EQ(client->Get("/healthz")->status, 200);
     const auto sessions =
-        client->Get("/api/profiler/devices/SHARED-DEVICE/sessions?limit=1000", bearer);
+        client->Get("/api/profiler/devices/SHARED-DEVICE/sessions?limit=1000", Bearer());
     ASSERT_TRUE(sessions);
     EXPECT_EQ(nlohmann::json::parse(sessions->body).size(), 2u * kEach);
   }

@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <limits>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
@@ -23,15 +25,6 @@ namespace {
 void PrintLine(const nlohmann::json& line) {
   // The bodies are the library's own UTF-8; anything else is shown, not refused.
   std::cout << line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << std::endl;
-}
-
-nlohmann::json Describe(const rqb::loopback::ReceivedRequest& request) {
-  nlohmann::json headers = nlohmann::json::object();
-  for (const auto& [name, value] : request.headers) headers[name] = value;
-  return {{"method", request.method},
-          {"path", request.path},
-          {"headers", headers},
-          {"body", request.body}};
 }
 
 }  // namespace
@@ -48,16 +41,21 @@ int main(int argc, char** argv) {
 
   std::atomic<bool> driver_gone{false};
   std::thread watch_stdin([&] {
-    std::string ignored;
-    while (std::getline(std::cin, ignored)) {
-    }
+    std::cin.ignore(std::numeric_limits<std::streamsize>::max());  // until stdin closes
     driver_gone = true;
   });
   std::size_t reported = 0;
   while (!driver_gone) {
     receiver.WaitForRequests(reported + 1, std::chrono::milliseconds(50));
     const auto requests = receiver.Requests();
-    for (; reported < requests.size(); ++reported) PrintLine(Describe(requests[reported]));
+    for (; reported < requests.size(); ++reported) {
+      const auto& request = requests[reported];
+      PrintLine({{"method", request.method},
+                 {"path", request.path},
+                 {"headers", std::map<std::string, std::string>(request.headers.begin(),
+                                                                request.headers.end())},
+                 {"body", request.body}});
+    }
   }
   watch_stdin.join();
   return 0;

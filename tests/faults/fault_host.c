@@ -5,22 +5,18 @@
      rqbehavior_fault_host [--flush-ms MS] [--later-runs N] [--leave-after-first]
                            [--nofile LIMIT --free-fds N] [--as-mib LIMIT]
 
-   The driver starts it, and the two talk with signals, which need none of
-   the calls a fault is injected into:
-   1. The host names itself, installs its log handler and applies the limits
-      it is given (a soft RLIMIT_NOFILE with all but N descriptors held, a
-      soft RLIMIT_AS), then sends SIGUSR2 to the driver and waits for SIGUSR1.
-      Meanwhile the driver attaches its tracer, so the loader and the host's
-      start are untouched.
+   It talks with the driver by signals, which need none of the faulted calls:
+   1. With its log handler and limits set (a soft RLIMIT_NOFILE with all but
+      N descriptors held, a soft RLIMIT_AS), SIGUSR2 to the driver, and
+      SIGUSR1 awaited while the driver attaches its tracer.
    2. Run 1: a new session identifier, one collection, rqb_flush(MS).
-   3. SIGUSR2 to the driver, and SIGUSR1 awaited: the driver detaches its
-      tracer. The held descriptors are closed and the limits raised again.
-      (With --leave-after-first, the host leaves main here instead.)
-   4. N more runs, the same way (1 unless told).
-   5. The report on stdout, SIGUSR2 to the driver, and main returns 0, so the
-      driver can time exit().
+   3. SIGUSR2, and SIGUSR1 awaited while the driver detaches its tracer; the
+      held descriptors closed, RLIMIT_AS raised again. N more runs (1 unless
+      told). With --leave-after-first, none of this step.
+   4. The report on stdout, SIGUSR2, and main returns 0, so the driver can
+      time exit().
 
-   Report lines, one per run and one per log message:
+   Report lines, one per run and one per log message (the first 64):
      run <n> session=<id> generated=<yes|no> collect=<status> flush=<status> ms=<elapsed>
      log <run> <text>
    A log message belongs to the run that was last started when it came. */
@@ -52,25 +48,17 @@ static int current_run; /* guarded by log_mutex */
 static int log_count;   /* guarded by log_mutex */
 static int log_run[MAX_LOG_LINES];
 static char log_text[MAX_LOG_LINES][LOG_TEXT_SIZE];
-static int log_dropped; /* lines beyond MAX_LOG_LINES */
 
-struct run_result {
-  char session[RQB_SESSION_ID_SIZE];
-  int session_made;
-  rqb_status collect;
-  rqb_status flush;
-  long elapsed_ms;
-};
+/* The report's line of each run, made when the run ends: formatting makes
+   no system call. */
+static char run_lines[MAX_RUNS][RQB_SESSION_ID_SIZE + 128];
 
 static void keep_log_line(const rqb_log_message* message, void* context) {
   (void)context;
   pthread_mutex_lock(&log_mutex);
   if (log_count < MAX_LOG_LINES) {
     log_run[log_count] = current_run;
-    snprintf(log_text[log_count], LOG_TEXT_SIZE, "%s", message->text);
-    ++log_count;
-  } else {
-    ++log_dropped;
+    snprintf(log_text[log_count++], LOG_TEXT_SIZE, "%s", message->text);
   }
   pthread_mutex_unlock(&log_mutex);
 }
@@ -98,38 +86,29 @@ static int wait_for_driver(void) {
 static void tell_driver(void) { kill(getppid(), SIGUSR2); }
 
 static const char* status_name(rqb_status status) {
-  switch (status) {
-    case RQB_OK:
-      return "ok";
-    case RQB_EXCEPTION:
-      return "exception";
-    case RQB_INVALID_ARGUMENT:
-      return "invalid-argument";
-    case RQB_BUFFER_TOO_SMALL:
-      return "buffer-too-small";
-    case RQB_INTERNAL_ERROR:
-      return "internal-error";
-    case RQB_TIMED_OUT:
-      return "timed-out";
-  }
-  return "unknown";
+  static const char* const names[] = {
+      "ok", "exception", "invalid-argument", "buffer-too-small", "internal-error", "timed-out"};
+  return (unsigned)status < sizeof names / sizeof *names ? names[status] : "unknown";
 }
 
-static void collect_once(int run, uint32_t flush_ms, struct run_result* result) {
+static void collect_once(int run, uint32_t flush_ms) {
   pthread_mutex_lock(&log_mutex);
   current_run = run;
   pthread_mutex_unlock(&log_mutex);
   const long start = now_ms();
-  result->session_made = rqb_generate_session_id(result->session, sizeof result->session) == RQB_OK;
-  if (!result->session_made) {
+  char session[RQB_SESSION_ID_SIZE];
+  const int generated = rqb_generate_session_id(session, sizeof session) == RQB_OK;
+  if (!generated) {
     /* A host falls back to an identifier of its own. */
-    snprintf(result->session, sizeof result->session, "FAULT-HOST-%ld-%d", (long)getpid(), run);
+    snprintf(session, sizeof session, "FAULT-HOST-%ld-%d", (long)getpid(), run);
   }
   rqb_error* error = NULL;
-  result->collect = rqb_collect_device_information(result->session, &error);
+  const rqb_status collect = rqb_collect_device_information(session, &error);
   rqb_error_free(error);
-  result->flush = rqb_flush(flush_ms);
-  result->elapsed_ms = now_ms() - start;
+  const rqb_status flush = rqb_flush(flush_ms);
+  snprintf(run_lines[run - 1], sizeof run_lines[run - 1],
+           "run %d session=%s generated=%s collect=%s flush=%s ms=%ld\n", run, session,
+           generated ? "yes" : "no", status_name(collect), status_name(flush), now_ms() - start);
 }
 
 /* Opens descriptors until the limit refuses one, then closes `free_fds` of
@@ -150,50 +129,37 @@ static void release_descriptors(void) {
   while (held_count > 0) close(held_fds[--held_count]);
 }
 
+/* Sets the soft limit of `resource`: to `soft`, or when that is 0 back to
+   the hard limit. */
 static int set_soft_limit(int resource, rlim_t soft) {
   struct rlimit limit;
   if (getrlimit(resource, &limit) != 0) return 0;
-  limit.rlim_cur = soft;
-  return setrlimit(resource, &limit) == 0;
-}
-
-static int restore_soft_limit(int resource) {
-  struct rlimit limit;
-  if (getrlimit(resource, &limit) != 0) return 0;
-  limit.rlim_cur = limit.rlim_max;
+  limit.rlim_cur = soft > 0 ? soft : limit.rlim_max;
   return setrlimit(resource, &limit) == 0;
 }
 
 struct options {
-  uint32_t flush_ms;
-  int later_runs;
+  long flush_ms, later_runs, nofile, free_fds, as_mib;
   int leave_after_first;
-  long nofile;
-  int free_fds;
-  long as_mib;
 };
 
 static int parse_options(int argc, char** argv, struct options* options) {
-  options->flush_ms = 20000;
-  options->later_runs = 1;
-  options->leave_after_first = 0;
-  options->nofile = 0;
-  options->free_fds = 0;
-  options->as_mib = 0;
+  const struct {
+    const char* name;
+    long* value;
+  } numbers[] = {{"--flush-ms", &options->flush_ms},
+                 {"--later-runs", &options->later_runs},
+                 {"--nofile", &options->nofile},
+                 {"--free-fds", &options->free_fds},
+                 {"--as-mib", &options->as_mib}};
+  const size_t count = sizeof numbers / sizeof *numbers;
   for (int i = 1; i < argc; ++i) {
-    const int has_value = i + 1 < argc;
-    if (strcmp(argv[i], "--leave-after-first") == 0) {
+    size_t n = 0;
+    while (n < count && strcmp(argv[i], numbers[n].name) != 0) ++n;
+    if (n < count && i + 1 < argc) {
+      *numbers[n].value = atol(argv[++i]);
+    } else if (strcmp(argv[i], "--leave-after-first") == 0) {
       options->leave_after_first = 1;
-    } else if (strcmp(argv[i], "--flush-ms") == 0 && has_value) {
-      options->flush_ms = (uint32_t)strtoul(argv[++i], NULL, 10);
-    } else if (strcmp(argv[i], "--later-runs") == 0 && has_value) {
-      options->later_runs = atoi(argv[++i]);
-    } else if (strcmp(argv[i], "--nofile") == 0 && has_value) {
-      options->nofile = atol(argv[++i]);
-    } else if (strcmp(argv[i], "--free-fds") == 0 && has_value) {
-      options->free_fds = atoi(argv[++i]);
-    } else if (strcmp(argv[i], "--as-mib") == 0 && has_value) {
-      options->as_mib = atol(argv[++i]);
     } else {
       return 0;
     }
@@ -201,16 +167,10 @@ static int parse_options(int argc, char** argv, struct options* options) {
   return options->later_runs >= 0 && options->later_runs < MAX_RUNS;
 }
 
-static void report(const struct run_result* results, int runs) {
-  for (int run = 0; run < runs; ++run) {
-    const struct run_result* result = &results[run];
-    printf("run %d session=%s generated=%s collect=%s flush=%s ms=%ld\n", run + 1, result->session,
-           result->session_made ? "yes" : "no", status_name(result->collect),
-           status_name(result->flush), result->elapsed_ms);
-  }
+static void report(int runs) {
+  for (int run = 0; run < runs; ++run) fputs(run_lines[run], stdout);
   pthread_mutex_lock(&log_mutex);
   for (int i = 0; i < log_count; ++i) printf("log %d %s\n", log_run[i], log_text[i]);
-  if (log_dropped > 0) printf("log-dropped %d\n", log_dropped);
   pthread_mutex_unlock(&log_mutex);
   fflush(stdout);
 }
@@ -224,7 +184,7 @@ int main(int argc, char** argv) {
   sigaddset(&driver_signals, SIGUSR1);
   pthread_sigmask(SIG_SETMASK, &driver_signals, NULL);
 
-  struct options options;
+  struct options options = {.flush_ms = 20000, .later_runs = 1};
   if (!parse_options(argc, argv, &options)) {
     fprintf(stderr, "usage: see the comment at the top of fault_host.c\n");
     return 64;
@@ -242,23 +202,19 @@ int main(int argc, char** argv) {
   /* Where Yama allows tracing by ancestors only, the tracer is a sibling. */
   prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY, 0, 0, 0);
 
-  struct run_result results[MAX_RUNS];
-  memset(results, 0, sizeof results);
   tell_driver();
   if (!wait_for_driver()) return 2;
-  collect_once(1, options.flush_ms, &results[0]);
+  collect_once(1, (uint32_t)options.flush_ms);
   int runs = 1;
 
   if (!options.leave_after_first) {
     tell_driver();
     if (!wait_for_driver()) return 2;
     release_descriptors();
-    if (options.as_mib > 0) restore_soft_limit(RLIMIT_AS);
-    for (; runs <= options.later_runs; ++runs) {
-      collect_once(runs + 1, options.flush_ms, &results[runs]);
-    }
+    if (options.as_mib > 0) set_soft_limit(RLIMIT_AS, 0);
+    for (; runs <= options.later_runs; ++runs) collect_once(runs + 1, (uint32_t)options.flush_ms);
   }
-  report(results, runs);
+  report(runs);
   rqb_set_log_handler(NULL, NULL);
   tell_driver();
   return 0;

@@ -2,6 +2,8 @@
 // string, fragments escaped inside it, "/" written "\/".
 #pragma once
 
+#include <httplib.h>
+
 #include <string>
 
 namespace rqbservice::testing {
@@ -31,5 +33,11 @@ inline std::string DeviceBody(const std::string& session, const std::string& app
 }
 
 inline constexpr char kDeviceContentType[] = "application/json; charset=UTF-8";
+
+// Uploads `body` to the service as a device does.
+inline httplib::Result Upload(httplib::SSLClient& client, const std::string& body,
+                              const char* content_type = kDeviceContentType) {
+  return client.Post("/api/profiler/variables", body, content_type);
+}
 
 }  // namespace rqbservice::testing

@@ -2,7 +2,6 @@
 
 #include <openssl/pem.h>
 #include <signal.h>
-#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -37,14 +36,6 @@ bool WaitUpTo30Seconds(const std::function<bool()>& done) {
 }
 
 }  // namespace
-
-TemporaryFolder::TemporaryFolder() {
-  char folder[] = "/tmp/rqbehavior-service-test.XXXXXX";
-  if (mkdtemp(folder) == nullptr) throw std::runtime_error("mkdtemp failed");
-  path = folder;
-}
-
-TemporaryFolder::~TemporaryFolder() { std::filesystem::remove_all(path); }
 
 ServiceProcess::ServiceProcess(std::string database, std::vector<std::string> extra,
                                std::string host)

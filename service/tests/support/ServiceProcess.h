@@ -10,16 +10,15 @@
 #include <string>
 #include <vector>
 
+#include "TemporaryFolder.h"
+
 namespace rqbservice::testing {
 
 inline constexpr char kToken[] = "test-token-0123456789abcdef";
 
-// A temporary folder removed with its contents.
-struct TemporaryFolder {
-  TemporaryFolder();
-  ~TemporaryFolder();
-  std::filesystem::path path;
-};
+inline httplib::Headers Bearer(const std::string& token = kToken) {
+  return {{"Authorization", "Bearer " + token}};
+}
 
 class ServiceProcess {
  public:
